@@ -1,0 +1,106 @@
+// Motion vector decoding: MVD codes added to the median prediction, wrapped by 64.
+#include "entropy/motion_vectors.h"
+
+#include "entropy/code_tables.h"
+#include "entropy/huffman.h"
+#include "veltrane/entropy.h"
+#include "veltrane/support.h"
+
+namespace veltrane {
+
+namespace {
+
+struct Candidate {
+    const MotionVector_t* vector;  // null when the macroblock is unavailable
+};
+
+constexpr MotionVector_t kZero = {0, 0};
+
+int32_t Median(int32_t a, int32_t b, int32_t c) {
+    const int32_t low = a < b ? a : b;
+    const int32_t high = a < b ? b : a;
+    return c < low ? low : (c > high ? high : c);
+}
+
+// The vector of macroblock `mb` that borders on the candidate position: `fourVector`
+// names the block used when the macroblock has four vectors.
+const MotionVector_t* Neighbour(const int16_t* mbTypes, const macroblockvec_t* mbVectors, int mb,
+                                int fourVector) {
+    return &mbVectors[mb].vectors[mbTypes[mb] == kFourVectorType ? fourVector : 0];
+}
+
+}  // namespace
+
+void GetMotionVectorPredictor(int mbIndex, int position, int width, int firstRow,
+                              const int16_t* mbTypes, const macroblockvec_t* mbVectors,
+                              int* predictedX, int* predictedY) {
+    const int perRow = width / 16;
+    const int column = perRow > 0 ? mbIndex % perRow : 0;
+    // A macroblock row above exists only below the first row; the index check keeps
+    // a caller's wrong flag from reaching before the array.
+    const bool aboveRow = !firstRow && mbIndex >= perRow;
+    const bool left = column != 0;
+    const bool above = aboveRow;
+    const bool aboveRight = aboveRow && column != perRow - 1;
+    const MotionVector_t* own = mbVectors[mbIndex].vectors;
+
+    const MotionVector_t* l = nullptr;
+    const MotionVector_t* a = nullptr;
+    const MotionVector_t* r = nullptr;
+    switch (position) {
+        case kSingleVector:
+        case kUpperLeft:
+            if (left) l = Neighbour(mbTypes, mbVectors, mbIndex - 1, 1);
+            if (above) a = Neighbour(mbTypes, mbVectors, mbIndex - perRow, 2);
+            if (aboveRight) r = Neighbour(mbTypes, mbVectors, mbIndex - perRow + 1, 2);
+            break;
+        case kUpperRight:
+            l = &own[0];
+            if (above) a = Neighbour(mbTypes, mbVectors, mbIndex - perRow, 3);
+            if (aboveRight) r = Neighbour(mbTypes, mbVectors, mbIndex - perRow + 1, 2);
+            break;
+        case kLowerLeft:
+            if (left) l = Neighbour(mbTypes, mbVectors, mbIndex - 1, 3);
+            a = &own[0];
+            r = &own[1];
+            break;
+        default:
+            l = &own[2];
+            a = &own[0];
+            r = &own[1];
+            break;
+    }
+    const MotionVector_t& lv = l ? *l : kZero;
+    if (position <= kUpperRight && a == nullptr && r == nullptr) {
+        *predictedX = lv.x;
+        *predictedY = lv.y;
+        return;
+    }
+    const MotionVector_t& av = a ? *a : kZero;
+    const MotionVector_t& rv = r ? *r : kZero;
+    *predictedX = Median(lv.x, av.x, rv.x);
+    *predictedY = Median(lv.y, av.y, rv.y);
+}
+
+}  // namespace veltrane
+
+void GetMotionVectors(DecodeInstance_t* decoder, int mbIndex, int16_t* mbTypes,
+                      macroblockvec_t* mbVectors, fifo_t* fifo, int width, int32_t firstRow) {
+    using namespace veltrane;
+    const auto* tree =
+        static_cast<const HuffDecodeEntry_t*>(decoder->support->codeTables[kMvdTable]);
+    const bool four = mbTypes[mbIndex] == kFourVectorType;
+    const int count = four ? 4 : 1;
+    MotionVector_t* vectors = mbVectors[mbIndex].vectors;
+    for (int k = 0; k < count; ++k) {
+        // A failed lookup leaves the field as it was: the difference counts as 0.
+        HuffDecodeSymbol(fifo, tree, &vectors[k].x);
+        HuffDecodeSymbol(fifo, tree, &vectors[k].y);
+        int px;
+        int py;
+        GetMotionVectorPredictor(mbIndex, four ? k + 1 : kSingleVector, width, firstRow != 0,
+                                 mbTypes, mbVectors, &px, &py);
+        vectors[k].x = WrapVector(vectors[k].x + px);
+        vectors[k].y = WrapVector(vectors[k].y + py);
+    }
+}
