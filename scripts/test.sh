@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Builds and runs every test twice: a normal build and an ASan+UBSan build.
+# Set VELTRANE_M32=1 to add the 32-bit build (scripts/test-m32.sh).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh
+jobs=$(nproc)
+
+run_build() {
+  local dir=$1; shift
+  cmake -S . -B "$dir" "$@" >/dev/null
+  cmake --build "$dir" -j"$jobs"
+  ctest --test-dir "$dir" --output-on-failure -j"$jobs"
+}
+
+echo "== normal build"
+run_build build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo
+echo "== sanitizer build (ASan+UBSan)"
+ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+  run_build build/asan -DCMAKE_BUILD_TYPE=Debug -DVELTRANE_SANITIZE=ON -DVELTRANE_BUILD_BENCH=OFF
+if [[ "${VELTRANE_M32:-0}" == 1 ]]; then
+  echo "== 32-bit build"
+  scripts/test-m32.sh
+fi

@@ -1,0 +1,171 @@
+// Decode trees: their shape, every code of every table, and failed lookups.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "entropy/code_tables.h"
+#include "entropy/huffman.h"
+#include "support/bit_writer.h"
+#include "support/test_allocator.h"
+#include "veltrane/entropy.h"
+#include "veltrane/support.h"
+
+namespace {
+
+using veltrane::test::BitWriter;
+using veltrane::test::TestAllocator;
+
+const int16_t* const kTables[5] = {veltrane::McbpcIntraCodes, veltrane::McbpcInterCodes,
+                                   veltrane::CbpyCodes, veltrane::MvdCodes, veltrane::TcoefCodes};
+
+// A decoder record that supplies only memory services, as the builder needs.
+class TreeTest : public ::testing::Test {
+protected:
+    TreeTest() : support_(&allocator_) { decoder_.support = &support_; }
+    ~TreeTest() override { EXPECT_EQ(allocator_.liveBlocks(), 0u); }
+
+    const HuffDecodeEntry_t* Build(const int16_t* table) {
+        void* root = nullptr;
+        EXPECT_EQ(BuildHuffDecodeTable(&decoder_, table, &root), 0);
+        roots_.push_back(root);
+        return static_cast<const HuffDecodeEntry_t*>(root);
+    }
+    void TearDown() override {
+        for (void* root : roots_) FreeHuffDecodeTable(&decoder_, root);
+    }
+
+    TestAllocator allocator_;
+    CVeltraneSupport support_;
+    DecodeInstance_t decoder_{};
+    std::vector<void*> roots_;
+};
+
+int CountNodes(const HuffDecodeEntry_t* node) {
+    int count = 1;
+    for (int i = 0; i < 256; ++i)
+        if (node[i].next) count += CountNodes(node[i].next);
+    return count;
+}
+
+struct Lookup {
+    bool ok;
+    int32_t value;
+    uint32_t bitPos;
+    uint32_t error;
+};
+
+Lookup Decode(const HuffDecodeEntry_t* tree, const std::vector<unsigned char>& bytes,
+              uint32_t bitCount, uint32_t start = 0) {
+    std::vector<unsigned char> exact(bytes);
+    exact.shrink_to_fit();
+    fifo_t fifo{};
+    SetFifoBuffer(&fifo, exact.data(), static_cast<int32_t>(exact.size()), bitCount, start);
+    Lookup l{};
+    l.ok = veltrane::HuffDecodeSymbol(&fifo, tree, &l.value);
+    l.bitPos = fifo.bitPos;
+    l.error = fifo.error;
+    return l;
+}
+
+TEST_F(TreeTest, NodeCountsOfTheFiveTrees) {
+    const int expected[5] = {2, 4, 1, 7, 18};
+    for (int t = 0; t < 5; ++t) EXPECT_EQ(CountNodes(Build(kTables[t])), expected[t]) << t;
+}
+
+// Every code of every table, at every bit offset and as the very last bits of a
+// frame, decodes back to its value and consumes exactly its length.
+TEST_F(TreeTest, EveryCodeDecodesToItsValue) {
+    for (const int16_t* table : kTables) {
+        const HuffDecodeEntry_t* tree = Build(table);
+        for (int i = 0; i < table[0]; ++i) {
+            const int value = table[1] + i;
+            const int length = table[2 + 2 * i];
+            for (int offset = 0; offset < 8; ++offset) {
+                BitWriter w;
+                w.Put(0x5A, offset).Code(table, value);
+                const uint32_t end = static_cast<uint32_t>(w.bitCount());
+                Lookup l = Decode(tree, w.bytes(), end, static_cast<uint32_t>(offset));
+                ASSERT_TRUE(l.ok) << value;
+                EXPECT_EQ(l.value, value);
+                EXPECT_EQ(l.bitPos, static_cast<uint32_t>(offset + length));
+                // One bit short: out of data, nothing consumed.
+                Lookup cut = Decode(tree, w.bytes(), end - 1, static_cast<uint32_t>(offset));
+                EXPECT_FALSE(cut.ok);
+                EXPECT_EQ(cut.error, uint32_t{kFifoErrorOutOfData});
+                EXPECT_EQ(cut.bitPos, static_cast<uint32_t>(offset));
+            }
+        }
+    }
+}
+
+TEST_F(TreeTest, ExampleCodes) {
+    const HuffDecodeEntry_t* mvd = Build(veltrane::MvdCodes);
+    const HuffDecodeEntry_t* tcoef = Build(veltrane::TcoefCodes);
+    const HuffDecodeEntry_t* intra = Build(veltrane::McbpcIntraCodes);
+    const HuffDecodeEntry_t* inter = Build(veltrane::McbpcInterCodes);
+    const struct {
+        const HuffDecodeEntry_t* tree;
+        const char* bits;
+        int32_t value;
+    } cases[] = {{mvd, "1", 0},          {mvd, "010", 1},          {mvd, "011", -1},
+                 {mvd, "0000000000101", -32}, {mvd, "0000000000110", 31}, {tcoef, "10", 0},
+                 {tcoef, "0000011", 102}, {tcoef, "0111", 58},     {intra, "000000001", 8},
+                 {inter, "000000001", 20}};
+    for (const auto& c : cases) {
+        BitWriter w;
+        w.Bits(c.bits);
+        Lookup l = Decode(c.tree, w.bytes(), static_cast<uint32_t>(w.bitCount()));
+        ASSERT_TRUE(l.ok) << c.bits;
+        EXPECT_EQ(l.value, c.value) << c.bits;
+    }
+}
+
+TEST_F(TreeTest, BitsThatBeginNoCode) {
+    const HuffDecodeEntry_t* cbpy = Build(veltrane::CbpyCodes);
+    const HuffDecodeEntry_t* intra = Build(veltrane::McbpcIntraCodes);
+    Lookup l = Decode(cbpy, {0x00, 0xFF}, 16);
+    EXPECT_FALSE(l.ok);
+    EXPECT_EQ(l.error, uint32_t{kFifoErrorBadCode});
+    EXPECT_EQ(l.bitPos, 0u);
+    l = Decode(intra, {0x00, 0x00}, 16);
+    EXPECT_EQ(l.error, uint32_t{kFifoErrorBadCode});
+    // An invalid pattern is reported as such even where the frame ends.
+    l = Decode(intra, {0x00}, 8);
+    EXPECT_EQ(l.error, uint32_t{kFifoErrorBadCode});
+}
+
+TEST_F(TreeTest, BuilderFillsEntriesByCodeLength) {
+    const int16_t empty[] = {0, 0};
+    const HuffDecodeEntry_t* none = Build(empty);
+    for (int i = 0; i < 256; ++i) EXPECT_EQ(none[i].length, 0);
+    EXPECT_FALSE(Decode(none, {0xFF, 0xFF, 0xFF, 0xFF}, 32).ok);
+
+    const int16_t shapes[] = {3, 7, 1, 0b1, 8, 0b01010101, 9, 0b000000011};
+    const HuffDecodeEntry_t* tree = Build(shapes);
+    int oneBit = 0;
+    int eightBit = 0;
+    for (int i = 0; i < 256; ++i) {
+        oneBit += tree[i].length == 1 && tree[i].value == 7;
+        eightBit += tree[i].length == 8 && tree[i].value == 8;
+    }
+    EXPECT_EQ(oneBit, 128);
+    EXPECT_EQ(eightBit, 1);
+    ASSERT_NE(tree[1].next, nullptr);  // the 9-bit code hangs under its first 8 bits
+    int nine = 0;
+    for (int i = 0; i < 256; ++i) nine += tree[1].next[i].length == 9 && tree[1].next[i].value == 9;
+    EXPECT_EQ(nine, 128);
+    EXPECT_EQ(CountNodes(tree), 2);
+}
+
+TEST_F(TreeTest, BuildFailureFreesThePartialTree) {
+    for (int k = 1; k <= 18; ++k) {
+        allocator_.FailAt(k);
+        void* root = reinterpret_cast<void*>(this);
+        EXPECT_EQ(BuildHuffDecodeTable(&decoder_, veltrane::TcoefCodes, &root), 1);
+        EXPECT_EQ(root, reinterpret_cast<void*>(this));
+        EXPECT_EQ(allocator_.liveBlocks(), 0u) << k;
+    }
+    allocator_.FailAt(0);
+}
+
+}  // namespace
