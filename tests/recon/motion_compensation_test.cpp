@@ -1,0 +1,280 @@
+// MotionCompensation, CopyRefMacroBlock and ClipMacroBlock on a small bordered
+// picture, checked against a plain per-sample reconstruction.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <random>
+#include <utility>
+#include <vector>
+
+#include "veltrane/recon.h"
+
+namespace {
+
+// One frame store of a 48 x 32 picture; each plane is a heap block of exactly
+// the bordered size, so AddressSanitizer catches any access beyond a border.
+struct Store {
+    static constexpr int kWidth = 48, kHeight = 32, kBorder = 16;
+    static constexpr int kYStride = kWidth + 32, kUvStride = kWidth / 2 + 32;
+    std::vector<unsigned char> y = std::vector<unsigned char>(kYStride * (kHeight + 32));
+    std::vector<unsigned char> u = std::vector<unsigned char>(kUvStride * (kHeight / 2 + 32));
+    std::vector<unsigned char> v = u;
+
+    void Fill(std::mt19937& rng) {
+        for (auto* plane : {&y, &u, &v}) {
+            for (auto& s : *plane) s = rng() % 256;
+        }
+    }
+    unsigned char* Y(int x, int y0) { return y.data() + (y0 + kBorder) * kYStride + x + kBorder; }
+    unsigned char* U(int x, int y0) { return u.data() + (y0 + kBorder) * kUvStride + x + kBorder; }
+    unsigned char* V(int x, int y0) { return v.data() + (y0 + kBorder) * kUvStride + x + kBorder; }
+    bool operator==(const Store&) const = default;
+};
+
+int OneVectorChroma(int v) {
+    const int a = std::abs(v);
+    const int c = a % 4 == 0 ? a / 2 : a / 4 * 2 + 1;
+    return v < 0 ? -c : c;
+}
+int FourVectorChroma(int sum) {
+    static const int kRounding[16] = {0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2};
+    const int a = std::abs(sum);
+    return (sum < 0 ? -1 : 1) * (kRounding[a % 16] + a / 16 * 2);
+}
+int FloorHalf(int v) { return v >= 0 ? v / 2 : -((1 - v) / 2); }
+
+// The prediction of one 8x8 block from the p(r, c) formulas, plus the residual
+// when there is one; the residual receives the samples written.
+void ReferenceBlock(const unsigned char* ref, unsigned char* dst, int stride, int mvx, int mvy,
+                    int16_t* residual, int residualStride) {
+    const int ix = FloorHalf(mvx), iy = FloorHalf(mvy);
+    const int hx = mvx - 2 * ix, hy = mvy - 2 * iy;
+    for (int r = 0; r < 8; ++r) {
+        for (int c = 0; c < 8; ++c) {
+            auto s = [&](int dr, int dc) { return int{ref[(r + iy + dr) * stride + c + ix + dc]}; };
+            const int sum = s(0, 0) + s(0, hx) + s(hy, 0) + s(hy, hx);
+            int sample = (sum + 2) >> 2;
+            if (residual != nullptr) {
+                int16_t& e = residual[r * residualStride + c];
+                const auto wrapped = static_cast<int16_t>(static_cast<uint16_t>(e + sample));
+                sample = wrapped < 0 || wrapped >= 4096 ? 0 : std::min<int>(wrapped, 255);
+                e = static_cast<int16_t>(sample);
+            }
+            dst[r * stride + c] = static_cast<unsigned char>(sample);
+        }
+    }
+}
+
+void ReferenceMacroblock(Store& ref, Store& cur, int x, int y, int type, const macroblockvec_t& mv,
+                         int16_t* coefficients, unsigned mask) {
+    for (int k = 0; k < 4; ++k) {
+        const int bx = x + 8 * (k & 1), by = y + 8 * (k >> 1);
+        const MotionVector_t& v = mv.vectors[type == 2 ? k : 0];
+        int16_t* residual = mask & (8u >> k) ? coefficients + (by - y) * 16 + bx - x : nullptr;
+        ReferenceBlock(ref.Y(bx, by), cur.Y(bx, by), Store::kYStride, v.x, v.y, residual, 16);
+    }
+    const auto& [v0, v1, v2, v3] = mv.vectors;
+    const int cx = type == 2 ? FourVectorChroma(v0.x + v1.x + v2.x + v3.x) : OneVectorChroma(v0.x);
+    const int cy = type == 2 ? FourVectorChroma(v0.y + v1.y + v2.y + v3.y) : OneVectorChroma(v0.y);
+    ReferenceBlock(ref.U(x / 2, y / 2), cur.U(x / 2, y / 2), Store::kUvStride, cx, cy,
+                   mask & 0x20u ? coefficients + 256 : nullptr, 8);
+    ReferenceBlock(ref.V(x / 2, y / 2), cur.V(x / 2, y / 2), Store::kUvStride, cx, cy,
+                   mask & 0x10u ? coefficients + 320 : nullptr, 8);
+}
+
+class MotionCompensationTest : public ::testing::Test {
+protected:
+    static constexpr int kMbColumns = Store::kWidth / 16;
+    static constexpr int kMbCount = kMbColumns * Store::kHeight / 16;
+
+    void SetUp() override {
+        ref.Fill(rng);
+        cur.Fill(rng);
+        FillCoefficients();
+    }
+    // Half the residuals small, half over the whole int16 range.
+    void FillCoefficients() {
+        for (auto& e : coefficients) {
+            e = static_cast<int16_t>(rng() % 2 ? rng() % 65536 - 32768 : rng() % 601 - 300);
+        }
+    }
+    int Run(int mb, unsigned mask) {
+        const int x = mb % kMbColumns * 16, y = mb / kMbColumns * 16;
+        unsigned char* planes[3] = {ref.Y(0, 0), ref.U(0, 0), ref.V(0, 0)};
+        return MotionCompensation(mb, x, y, types, vectors, planes, cur.Y(x, y),
+                                  cur.U(x / 2, y / 2), cur.V(x / 2, y / 2), coefficients,
+                                  Store::kYStride, Store::kUvStride, mask);
+    }
+    void SetVectors(int mb, int x0, int y0, int x1, int y1) {
+        vectors[mb] = {{{x0, y0}, {x1, y1}, {x1, y0}, {x0, y1}}};
+    }
+
+    std::mt19937 rng{7};
+    Store ref, cur;
+    int16_t types[kMbCount] = {};
+    macroblockvec_t vectors[kMbCount] = {};
+    int16_t coefficients[384];
+};
+
+TEST_F(MotionCompensationTest, MatchesPlainReconstruction) {
+    for (int n = 0; n < 300; ++n) {
+        const int mb = rng() % kMbCount;
+        types[mb] = static_cast<int16_t>(rng() % 3);
+        for (auto& v : vectors[mb].vectors) v = {int(rng() % 64) - 32, int(rng() % 64) - 32};
+        const unsigned mask = rng() % 256;  // bits 6 and 7 mean nothing
+        FillCoefficients();
+        Store want = cur;
+        int16_t wantCoefficients[384];
+        std::copy(coefficients, coefficients + 384, wantCoefficients);
+        ReferenceMacroblock(ref, want, mb % kMbColumns * 16, mb / kMbColumns * 16, types[mb],
+                            vectors[mb], wantCoefficients, mask);
+        ASSERT_EQ(Run(mb, mask), 0);
+        ASSERT_TRUE(cur == want) << "trial " << n << " type " << types[mb] << " mask " << mask;
+        ASSERT_TRUE(std::equal(coefficients, coefficients + 384, wantCoefficients)) << n;
+    }
+}
+
+TEST_F(MotionCompensationTest, TypeOutOfRangeTouchesNothing) {
+    for (int16_t type : {3, 4, -1}) {
+        types[4] = type;
+        const Store before = cur;
+        const std::vector<int16_t> coefficientsBefore(coefficients, coefficients + 384);
+        EXPECT_EQ(Run(4, 0x3F), 44);
+        EXPECT_TRUE(cur == before);
+        EXPECT_TRUE(std::equal(coefficients, coefficients + 384, coefficientsBefore.begin()));
+    }
+}
+
+TEST_F(MotionCompensationTest, NoCodedBlocksLeavesCoefficientsAlone) {
+    SetVectors(2, 5, -3, 0, 0);
+    const std::vector<int16_t> before(coefficients, coefficients + 384);
+    EXPECT_EQ(Run(2, 0), 0);
+    EXPECT_TRUE(std::equal(coefficients, coefficients + 384, before.begin()));
+}
+
+TEST_F(MotionCompensationTest, CopyRefEqualsZeroVectorPrediction) {
+    Store copied = cur;
+    for (int mb = 0; mb < kMbCount; ++mb) {
+        const int x = mb % kMbColumns * 16, y = mb / kMbColumns * 16;
+        unsigned char* planes[3] = {ref.Y(0, 0), ref.U(0, 0), ref.V(0, 0)};
+        CopyRefMacroBlock(planes, x, y, copied.Y(x, y), copied.U(x / 2, y / 2),
+                          copied.V(x / 2, y / 2), Store::kYStride, Store::kUvStride);
+        ASSERT_EQ(Run(mb, 0), 0);
+    }
+    EXPECT_TRUE(copied == cur);
+    EXPECT_EQ(cur.Y(47, 31)[0], ref.Y(47, 31)[0]);
+    EXPECT_EQ(cur.V(23, 15)[0], ref.V(23, 15)[0]);
+}
+
+TEST_F(MotionCompensationTest, MinusOneAveragesWithTheSampleBefore) {
+    SetVectors(4, -1, 0, 0, -1);
+    types[4] = 2;  // Y0 (-1, 0), Y1 (0, -1)
+    ASSERT_EQ(Run(4, 0), 0);
+    for (int r = 0; r < 8; ++r) {
+        for (int c = 0; c < 8; ++c) {
+            const unsigned char* y0 = ref.Y(16 + c, 16 + r);
+            EXPECT_EQ(cur.Y(16 + c, 16 + r)[0], (y0[-1] + y0[0] + 1) >> 1);
+            const unsigned char* y1 = ref.Y(24 + c, 16 + r);
+            EXPECT_EQ(cur.Y(24 + c, 16 + r)[0], (y1[-Store::kYStride] + y1[0] + 1) >> 1);
+        }
+    }
+}
+
+TEST_F(MotionCompensationTest, ResidualIsReplacedByTheWrittenSamples) {
+    SetVectors(1, 7, 9, -5, 2);
+    types[1] = 2;
+    ASSERT_EQ(Run(1, 0x3F), 0);
+    for (int i = 0; i < 256; ++i) EXPECT_EQ(coefficients[i], cur.Y(16 + i % 16, i / 16)[0]) << i;
+    for (int i = 0; i < 64; ++i) {
+        EXPECT_EQ(coefficients[256 + i], cur.U(8 + i % 8, i / 8)[0]) << i;
+        EXPECT_EQ(coefficients[320 + i], cur.V(8 + i % 8, i / 8)[0]) << i;
+    }
+}
+
+// The chroma vector a macroblock used, read back from ramps: U rises by 4 per
+// column and V by 4 per row, so a sample's value tells where it came from.
+class ChromaVectorTest : public MotionCompensationTest {
+protected:
+    void SetUp() override {
+        for (size_t i = 0; i < ref.u.size(); ++i) ref.u[i] = 4 * (i % Store::kUvStride);
+        for (size_t i = 0; i < ref.v.size(); ++i) ref.v[i] = 4 * (i / Store::kUvStride);
+    }
+    std::pair<int, int> ChromaOf(int type) {
+        types[4] = static_cast<int16_t>(type);
+        EXPECT_EQ(Run(4, 0), 0);  // macroblock (16, 16): chroma (8, 8), 24 into the allocation
+        return {(cur.U(8, 8)[0] - 96) / 2, (cur.V(8, 8)[0] - 96) / 2};
+    }
+};
+
+TEST_F(ChromaVectorTest, OneVectorRule) {
+    const int cases[][2] = {{-8, -4}, {-7, -3}, {-6, -3}, {-5, -3},   {-4, -2}, {-3, -1}, {-2, -1},
+                            {-1, -1}, {0, 0},   {1, 1},   {2, 1},     {3, 1},   {4, 2},   {5, 3},
+                            {6, 3},   {7, 3},   {8, 4},   {-32, -16}, {31, 15}};
+    for (const auto& [luma, chroma] : cases) {
+        SetVectors(4, luma, -luma, 9, 9);
+        EXPECT_EQ(ChromaOf(0), std::make_pair(chroma, -chroma)) << luma;
+        EXPECT_EQ(ChromaOf(1), std::make_pair(chroma, -chroma)) << luma;
+    }
+}
+
+TEST_F(ChromaVectorTest, FourVectorRule) {
+    const int cases[][2] = {{0, 0},  {1, 0},  {2, 0},   {3, 1},    {13, 1},   {14, 2},
+                            {16, 2}, {17, 2}, {-3, -1}, {-19, -3}, {124, 15}, {-128, -16}};
+    for (const auto& [sum, chroma] : cases) {
+        // Four components with the given sum, spread unevenly over the blocks.
+        const int q = sum >= 0 ? sum / 4 : -((3 - sum) / 4), extra = sum - 4 * q;
+        for (int k = 0; k < 4; ++k) vectors[4].vectors[k] = {q + (k < extra), q + (k >= 4 - extra)};
+        EXPECT_EQ(ChromaOf(2), std::make_pair(chroma, chroma)) << sum;
+    }
+    for (int v = -32; v < 32; ++v) {
+        SetVectors(4, v, v, v, v);
+        const auto four = ChromaOf(2);
+        EXPECT_EQ(four, ChromaOf(0)) << v;
+    }
+}
+
+TEST(ClipMacroBlockTest, SaturatesWritesBackAndStores) {
+    std::mt19937 rng(5);
+    Store store, want;
+    store.Fill(rng);
+    want = store;
+    int16_t coefficients[384];
+    for (auto& e : coefficients)
+        e = static_cast<int16_t>(rng() % 2 ? rng() % 65536 - 32768 : rng() % 300);
+    coefficients[0] = 4095, coefficients[1] = 4096, coefficients[300] = -1, coefficients[383] = 256;
+    int16_t wantCoefficients[384];
+    for (int i = 0; i < 384; ++i) {
+        const int e = coefficients[i];
+        wantCoefficients[i] = static_cast<int16_t>(e < 0 || e >= 4096 ? 0 : std::min(e, 255));
+        unsigned char* dst = i < 256   ? want.Y(16 + i % 16, 16 + i / 16)
+                             : i < 320 ? want.U(8 + i % 8, 8 + (i - 256) / 8)
+                                       : want.V(8 + i % 8, 8 + (i - 320) / 8);
+        *dst = static_cast<unsigned char>(wantCoefficients[i]);
+    }
+    ClipMacroBlock(store.Y(16, 16), store.U(8, 8), store.V(8, 8), coefficients, Store::kYStride,
+                   Store::kUvStride);
+    EXPECT_TRUE(store == want);
+    EXPECT_TRUE(std::equal(coefficients, coefficients + 384, wantCoefficients));
+}
+
+// Every vector component pair at every macroblock of the picture (all lie on
+// an edge), one- and four-vector, with and without residual: the reads must
+// stay within the 16-sample borders (checked by AddressSanitizer).
+TEST_F(MotionCompensationTest, ExtremeVectorsStayInsideTheBorders) {
+    for (int mb = 0; mb < kMbCount; ++mb) {
+        for (int vy = -32; vy < 32; ++vy) {
+            for (int vx = -32; vx < 32; ++vx) {
+                SetVectors(mb, vx, vy, vy, vx);
+                for (int16_t type : {0, 2}) {
+                    types[mb] = type;
+                    ASSERT_EQ(Run(mb, 0), 0);
+                    ASSERT_EQ(Run(mb, 0x3F), 0);
+                }
+            }
+        }
+    }
+}
+
+}  // namespace
