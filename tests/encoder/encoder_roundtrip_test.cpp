@@ -1,0 +1,165 @@
+// The decisive check: every picture the library decodes from the encoder's
+// output equals the encoder's own reconstruction, sample for sample.
+#include <gtest/gtest.h>
+
+#include "decode_harness.h"
+#include "test_sequence.h"
+#include "veltrane_encoder/encoder.h"
+
+namespace veltrane::test {
+namespace {
+
+using enc::EncodedFrame;
+using enc::EncoderConfig;
+using enc::EncoderStats;
+
+int Align16(int n) { return (n + 15) & ~15; }
+
+// Encodes `frames` frames of the test sequence and decodes each one.
+void EncodeAndCompare(const EncoderConfig& config, int frames, int sceneChange, EncoderStats* stats,
+                      std::vector<EncodedFrame>* encoded = nullptr) {
+    enc::Encoder encoder(config);
+    ASSERT_TRUE(encoder.ok());
+    TestSequence sequence(config.width, config.height, sceneChange);
+    DecodeHarness decoder(config.width, config.height);
+    ASSERT_TRUE(decoder.ok());
+    for (int k = 0; k < frames; ++k) {
+        EncodedFrame frame;
+        ASSERT_TRUE(encoder.EncodeFrame(sequence.Frame(k), &frame));
+        uint32_t type = 9, width = 0, height = 0;
+        ASSERT_EQ(
+            GetFrameAttributes(decoder.decoder(), frame.data.data(),
+                               static_cast<uint32_t>(frame.data.size()), &type, &width, &height),
+            0);
+        EXPECT_EQ(type, static_cast<uint32_t>(frame.pictureType));
+        EXPECT_EQ(width, static_cast<uint32_t>(config.width));
+        EXPECT_EQ(height, static_cast<uint32_t>(config.height));
+        enc::PlaneView decoded;
+        ASSERT_EQ(decoder.Decode(frame.data, &decoded), 0) << "frame " << k;
+        ASSERT_EQ(CountDifferences(decoded, encoder.Reconstruction(), Align16(config.width),
+                                   Align16(config.height)),
+                  0)
+            << "frame " << k << " type " << frame.pictureType;
+        if (encoded) encoded->push_back(frame);
+    }
+    *stats = encoder.Statistics();
+}
+
+struct RoundTripCase {
+    int width, height, version;
+    bool disposable;
+    int bitrate;  // 0: fixed quantiser 8
+    int frames;
+};
+
+void PrintTo(const RoundTripCase& c, std::ostream* os) {
+    *os << c.width << "x" << c.height << " version " << c.version
+        << (c.disposable ? " disposable" : "") << " bitrate " << c.bitrate;
+}
+
+class EncoderRoundTrip : public ::testing::TestWithParam<RoundTripCase> {};
+
+TEST_P(EncoderRoundTrip, DecoderOutputEqualsReconstruction) {
+    const RoundTripCase& c = GetParam();
+    EncoderConfig config;
+    config.width = c.width;
+    config.height = c.height;
+    config.version = c.version;
+    config.disposable = c.disposable;
+    config.targetBitrate = c.bitrate;
+    config.quantiser = 8;
+    config.gopLength = 6;
+    EncoderStats stats;
+    std::vector<EncodedFrame> frames;
+    EncodeAndCompare(config, c.frames, 4, &stats, &frames);
+    if (HasFatalFailure()) return;
+    int disposable = 0;
+    for (const EncodedFrame& f : frames) disposable += f.pictureType == 2;
+    EXPECT_EQ(disposable > 0, c.disposable && c.frames > 2);
+    EXPECT_GT(stats.inter + stats.interQ + stats.inter4v, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, EncoderRoundTrip,
+                         ::testing::Values(RoundTripCase{176, 144, 0, false, 0, 8},
+                                           RoundTripCase{176, 144, 1, true, 0, 8},
+                                           RoundTripCase{100, 60, 1, false, 60000, 8},
+                                           RoundTripCase{33, 17, 0, true, 0, 8},
+                                           RoundTripCase{16, 16, 1, false, 0, 6},
+                                           RoundTripCase{160, 120, 0, true, 80000, 8},
+                                           RoundTripCase{128, 96, 1, false, 0, 6},
+                                           RoundTripCase{352, 288, 1, true, 300000, 5}),
+                         [](const auto& info) {
+                             const RoundTripCase& c = info.param;
+                             return std::to_string(c.width) + "x" + std::to_string(c.height) +
+                                    "_v" + std::to_string(c.version) +
+                                    (c.disposable ? "_disposable" : "") +
+                                    (c.bitrate ? "_rate" : "");
+                         });
+
+// With the rate control steering the quantiser along the picture, a moving
+// sequence with a scene change inside a GOP uses every macroblock type.
+TEST(EncoderModes, EveryMacroblockTypeOccursAndDecodes) {
+    for (int version = 0; version <= 1; ++version) {
+        SCOPED_TRACE(version);
+        EncoderConfig config;
+        config.width = 176;
+        config.height = 144;
+        config.version = version;
+        config.targetBitrate = 150000;
+        config.gopLength = 10;
+        config.disposable = true;
+        EncoderStats s;
+        EncodeAndCompare(config, 12, 6, &s);
+        if (HasFatalFailure()) return;
+        EXPECT_GT(s.intra, 0);
+        EXPECT_GT(s.intraQ, 0);
+        EXPECT_GT(s.intraInP, 0);
+        EXPECT_GT(s.inter, 0);
+        EXPECT_GT(s.interQ, 0);
+        EXPECT_GT(s.inter4v, 0);
+        EXPECT_GT(s.skipped, 0);
+    }
+}
+
+TEST(EncoderModes, FourVectorModeCanBeSwitchedOff) {
+    EncoderConfig config;
+    config.width = 176;
+    config.height = 144;
+    config.fourVector = false;
+    config.searchRange = 4;
+    EncoderStats s;
+    EncodeAndCompare(config, 4, 1 << 30, &s);
+    EXPECT_EQ(s.inter4v, 0);
+    EXPECT_GT(s.inter, 0);
+}
+
+// Quantisers 1 and 31 in both versions; at 1 the intra levels exceed what the
+// escapes carry, so both version-1 escape forms and the version-0 clamp occur.
+TEST(EncoderQuantiser, ExtremesDecodeAndUseEveryEscape) {
+    for (int version = 0; version <= 1; ++version) {
+        for (int quant : {1, 31}) {
+            SCOPED_TRACE(testing::Message() << "version " << version << " quant " << quant);
+            EncoderConfig config;
+            config.width = 64;
+            config.height = 48;
+            config.version = version;
+            config.quantiser = quant;
+            EncoderStats s;
+            EncodeAndCompare(config, 3, 1 << 30, &s);
+            if (HasFatalFailure()) return;
+            if (quant == 1 && version == 0) {
+                EXPECT_GT(s.escapes8, 0);
+                EXPECT_GT(s.clampedLevels, 0);
+            }
+            if (quant == 1 && version == 1) {
+                EXPECT_GT(s.escapes7, 0);
+                EXPECT_GT(s.escapes11, 0);
+            }
+            // Each version uses only its own escape layout.
+            EXPECT_EQ(version == 0 ? s.escapes7 + s.escapes11 : s.escapes8, 0);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace veltrane::test

@@ -1,0 +1,137 @@
+// Stream syntax written by the encoder: picture header fields, every TCOEF event
+// read back by the library's coefficient decoder, and refused configurations.
+#include <gtest/gtest.h>
+
+#include "coefficient_writer.h"
+#include "decode_harness.h"
+#include "entropy/coefficients.h"
+#include "veltrane/bitreader.h"
+#include "veltrane_encoder/encoder.h"
+
+namespace veltrane::test {
+namespace {
+
+using enc::EncodedFrame;
+using enc::EncoderConfig;
+
+EncodedFrame EncodeGrey(int width, int height) {
+    EncoderConfig config;
+    config.width = width;
+    config.height = height;
+    enc::Encoder encoder(config);
+    std::vector<uint8_t> y(static_cast<size_t>(width * height), 100);
+    std::vector<uint8_t> uv(static_cast<size_t>(((width + 1) / 2) * ((height + 1) / 2)), 128);
+    EncodedFrame frame;
+    EXPECT_TRUE(
+        encoder.EncodeFrame({y.data(), uv.data(), uv.data(), width, (width + 1) / 2}, &frame));
+    return frame;
+}
+
+TEST(EncoderStream, SourceFormatMatchesSize) {
+    struct Case {
+        int width, height, format;
+    } cases[] = {{352, 288, 2}, {176, 144, 3}, {128, 96, 4}, {320, 240, 5}, {160, 120, 6},
+                 {100, 60, 0},  {255, 255, 0}, {256, 16, 1}, {300, 20, 1},  {160, 128, 0}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.width << "x" << c.height);
+        const EncodedFrame frame = EncodeGrey(c.width, c.height);
+        ASSERT_GE(frame.data.size(), 6u);
+        // Start code 1 and version 0 in the first 22 bits; the format at bits 30..32.
+        EXPECT_EQ(frame.data[0], 0);
+        EXPECT_EQ(frame.data[1], 0);
+        EXPECT_EQ(frame.data[2], 0x80);
+        EXPECT_EQ(((frame.data[3] & 3) << 1) | (frame.data[4] >> 7), c.format);
+        DecodeHarness decoder(c.width, c.height);
+        uint32_t type = 9, width = 0, height = 0;
+        ASSERT_EQ(
+            GetFrameAttributes(decoder.decoder(), frame.data.data(),
+                               static_cast<uint32_t>(frame.data.size()), &type, &width, &height),
+            0);
+        EXPECT_EQ(type, 0u);
+        EXPECT_EQ(width, static_cast<uint32_t>(c.width));
+        EXPECT_EQ(height, static_cast<uint32_t>(c.height));
+        enc::PlaneView decoded;
+        EXPECT_EQ(decoder.Decode(frame.data, &decoded), 0);
+    }
+}
+
+// Every table event and the escape boundaries of both versions, written by the
+// encoder and read back by the library's coefficient decoder.
+TEST(EncoderStream, EveryEventReadsBack) {
+    struct Event {
+        int last, run, level;
+    };
+    for (int version = 0; version <= 1; ++version) {
+        SCOPED_TRACE(version);
+        std::vector<Event> events;
+        const std::vector<int> escapeLevels =
+            version == 0 ? std::vector<int>{13, -13, 127, -127, 100}
+                         : std::vector<int>{63, -64, 64, -65, 1023, -1024, 500};
+        for (int last = 0; last <= 1; ++last) {
+            for (int run = 0; run < 64; ++run) {
+                for (int level = 1; level <= 12; ++level) {
+                    events.push_back({last, run, level});
+                    events.push_back({last, run, -level});
+                }
+                for (int level : escapeLevels) events.push_back({last, run, level});
+            }
+        }
+        std::vector<uint8_t> bytes;
+        enc::BitWriter writer(&bytes);
+        enc::EncoderStats stats;
+        for (const Event& e : events)
+            enc::WriteEvent(writer, e.last, e.run, e.level, version, &stats);
+        const uint64_t written = writer.BitCount();
+        writer.Flush();
+
+        DecodeHarness harness(16, 16);
+        auto* decoder = static_cast<DecodeInstance_t*>(harness.decoder());
+        SetFifoBuffer(decoder->fifo, bytes.data(), static_cast<int32_t>(bytes.size()),
+                      static_cast<uint32_t>(bytes.size() * 8), 0);
+        for (const Event& e : events) {
+            int last = -1, run = -1, level = 0;
+            DecodeBlockCoefficients(decoder->support, decoder->fifo, version, &last, &run, &level);
+            ASSERT_EQ(last, e.last) << e.run << " " << e.level;
+            ASSERT_EQ(run, e.run) << e.level;
+            ASSERT_EQ(level, e.level) << e.last << " " << e.run;
+        }
+        EXPECT_EQ(GetLastFifoError(decoder->fifo), 0u);
+        EXPECT_EQ(decoder->fifo->bitPos, written);
+    }
+}
+
+TEST(EncoderStream, RefusesWhatCannotBeEncoded) {
+    auto refused = [](auto change) {
+        EncoderConfig config;
+        config.width = 64;
+        config.height = 64;
+        change(config);
+        enc::Encoder encoder(config);
+        std::vector<uint8_t> plane(64 * 64, 0);
+        EncodedFrame frame;
+        return !encoder.ok() &&
+               !encoder.EncodeFrame({plane.data(), plane.data(), plane.data(), 64, 32}, &frame);
+    };
+    EXPECT_TRUE(refused([](EncoderConfig& c) { c.width = 15; }));
+    EXPECT_TRUE(refused([](EncoderConfig& c) { c.height = 4097; }));
+    EXPECT_TRUE(refused([](EncoderConfig& c) { c.version = 2; }));
+    EXPECT_TRUE(refused([](EncoderConfig& c) { c.quantiser = 0; }));
+    EXPECT_TRUE(refused([](EncoderConfig& c) { c.quantiser = 32; }));
+    EXPECT_TRUE(refused([](EncoderConfig& c) { c.targetBitrate = -1; }));
+    EXPECT_TRUE(refused([](EncoderConfig& c) { c.targetBitrate = 1000, c.frameRate = 0; }));
+
+    // A valid encoder refuses missing planes and short strides.
+    EncoderConfig config;
+    config.width = 64;
+    config.height = 64;
+    enc::Encoder encoder(config);
+    ASSERT_TRUE(encoder.ok());
+    std::vector<uint8_t> plane(64 * 64, 0);
+    EncodedFrame frame;
+    EXPECT_FALSE(encoder.EncodeFrame({plane.data(), nullptr, plane.data(), 64, 32}, &frame));
+    EXPECT_FALSE(encoder.EncodeFrame({plane.data(), plane.data(), plane.data(), 63, 32}, &frame));
+    EXPECT_FALSE(encoder.EncodeFrame({plane.data(), plane.data(), plane.data(), 64, 32}, nullptr));
+}
+
+}  // namespace
+}  // namespace veltrane::test
