@@ -1,0 +1,123 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+#include "color/color_fixture.h"
+#include "veltrane/color.h"
+
+namespace veltrane::test {
+namespace {
+
+constexpr uint32_t kMarker32 = 0xDEADBEEFu;
+constexpr uint16_t kMarker16 = 0xBEEFu;
+const EPixelFormat kFormats[] = {ePixelFormatRGB555, ePixelFormatRGB565, ePixelFormatARGB4444,
+                                 EPixelFormat(3)};
+
+// The 16-bit layouts from 0x00RRGGBB; unknown codes keep green and blue only.
+uint16_t Reference16(uint32_t rgb, EPixelFormat format) {
+    const uint32_t r = rgb >> 16, g = (rgb >> 8) & 0xFF, b = rgb & 0xFF;
+    switch (format) {
+        case ePixelFormatRGB555:
+            return uint16_t((r & 0xF8) << 7 | (g & 0xF8) << 2 | b / 8);
+        case ePixelFormatRGB565:
+            return uint16_t((r & 0xF8) << 8 | (g & 0xF8) << 3 | b / 8);
+        case ePixelFormatARGB4444:
+            return uint16_t(0xF000 | (r & 0xF0) << 4 | (g & 0xF0) | b / 16);
+        default:
+            return uint16_t((g & 0xF8) << 8 | b / 8);
+    }
+}
+
+TEST(BlitTest, NoSessionWritesNothingAndNoPictureWritesBlack) {
+    uint32_t words[4] = {kMarker32, kMarker32, kMarker32, kMarker32};
+    uint16_t halves[4] = {kMarker16, kMarker16, kMarker16, kMarker16};
+    BlitYUVto32(nullptr, 0, 0, 1, words);
+    BlitYUVto32Single(nullptr, 0, 0, words);
+    BlitYUVto16(nullptr, 0, 0, 1, halves, ePixelFormatRGB565);
+    BlitYUVto16Single(nullptr, 0, 0, halves, ePixelFormatRGB565);
+    EXPECT_EQ(words[0], kMarker32);
+    EXPECT_EQ(halves[0], kMarker16);
+
+    HandSession picture(8, 2);
+    picture.planes().y = nullptr;
+    EXPECT_EQ(BlitYUVto32(picture.session(), 0, 0, 3, words), 0);
+    EXPECT_EQ(BlitYUVto16(picture.session(), 0, 0, 3, halves, ePixelFormatRGB555), 0);
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(words[i], i < 3 ? 0xFF000000u : kMarker32) << i;
+        EXPECT_EQ(halves[i], i < 3 ? 0u : kMarker16) << i;
+    }
+    std::fill_n(words, 4, kMarker32);
+    std::fill_n(halves, 4, kMarker16);
+    picture.session()->planes = nullptr;  // no planes record: no picture either
+    EXPECT_EQ(BlitYUVto32(picture.session(), 0, 0, 0, words + 3), 0);
+    EXPECT_EQ(BlitYUVto32(picture.session(), 0, 0, 1, words), 0);
+    EXPECT_EQ(BlitYUVto32Single(picture.session(), 1, 1, words + 1), 0);
+    EXPECT_EQ(BlitYUVto16Single(picture.session(), 1, 1, halves, ePixelFormatRGB565), 0);
+    EXPECT_EQ(words[0], 0xFF000000u);
+    EXPECT_EQ(words[1], 0xFF000000u);
+    EXPECT_EQ(words[3], kMarker32);
+    EXPECT_EQ(halves[0], 0u);
+}
+
+TEST(BlitTest, DocumentedColoursInEveryLayout) {
+    const uint32_t cases[][7] = {
+        {128, 128, 128, 0xFF828282u, 0x4210, 0x8410, 0xF888},  // grey
+        {235, 128, 128, 0xFFFEFEFEu, 0x7FFF, 0xFFDF, 0xFFFF},  // white: 565 bit 5 stays clear
+        {81, 90, 240, 0xFFFE0000u, 0x7C00, 0xF800, 0xFF00},    // saturated red
+    };
+    for (const auto& c : cases) {
+        HandSession picture(2, 2);
+        picture.Fill(uint8_t(c[0]), uint8_t(c[1]), uint8_t(c[2]));
+        uint32_t word = 0;
+        BlitYUVto32Single(picture.session(), 1, 1, &word);
+        EXPECT_EQ(word, c[3]);
+        for (int f = 0; f < 3; ++f) {
+            uint16_t half = 0;
+            BlitYUVto16Single(picture.session(), 1, 1, &half, kFormats[f]);
+            EXPECT_EQ(half, c[4 + f]) << "format " << kFormats[f];
+        }
+    }
+}
+
+// Runs of every start column (odd ones included) and length along rows of an
+// odd-width picture with random samples: each pixel takes its own luma and the
+// chroma at column / 2, nothing past the run is written, and a one-pixel run
+// equals the single-pixel blit.
+TEST(BlitTest, RunsFromEveryColumnMatchTheirSamples) {
+    constexpr int kWidth = 9;
+    HandSession picture(kWidth, 5, 99);
+    for (int row : {3, 4}) {
+        for (int column = 0; column < kWidth; ++column) {
+            for (int count = 1; column + count <= kWidth; ++count) {
+                std::vector<uint32_t> words(size_t(count) + 1, kMarker32);
+                BlitYUVto32(picture.session(), column, row, count, words.data());
+                for (int i = 0; i < count; ++i) {
+                    EXPECT_EQ(words[i], 0xFF000000u | picture.Expected(column + i, row))
+                        << "run " << column << "+" << count << " row " << row << " pixel " << i;
+                }
+                EXPECT_EQ(words[count], kMarker32);
+                uint32_t single = 0;
+                BlitYUVto32Single(picture.session(), column, row, &single);
+                EXPECT_EQ(single, words[0]);
+
+                for (EPixelFormat format : kFormats) {
+                    std::vector<uint16_t> halves(size_t(count) + 1, kMarker16);
+                    BlitYUVto16(picture.session(), column, row, count, halves.data(), format);
+                    for (int i = 0; i < count; ++i) {
+                        EXPECT_EQ(halves[i], Reference16(picture.Expected(column + i, row), format))
+                            << "format " << format << " run " << column << "+" << count;
+                    }
+                    EXPECT_EQ(halves[count], kMarker16);
+                    uint16_t half = 0;
+                    BlitYUVto16Single(picture.session(), column, row, &half, format);
+                    EXPECT_EQ(half, halves[0]);
+                }
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace veltrane::test
