@@ -1,0 +1,96 @@
+// Makes damaged and spliced IVF files for the command-level tests:
+//   ivf_mangle corrupt IN OUT FRAME     overwrite the middle of one frame with garbage
+//   ivf_mangle truncate IN OUT BYTES    keep the first BYTES bytes (negative: drop the last -BYTES)
+//   ivf_mangle concat IN1 IN2 OUT       the frames of IN1, then those of IN2
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "ivf.h"
+
+using veltrane::tools::IvfFileHeader;
+using veltrane::tools::IvfFrame;
+using veltrane::tools::IvfRead;
+using veltrane::tools::IvfReader;
+using veltrane::tools::IvfWriter;
+
+namespace {
+
+bool Load(const std::string& path, IvfFileHeader* header, std::vector<IvfFrame>* frames) {
+    IvfReader reader;
+    std::string error;
+    if (!reader.Open(path, &error)) {
+        std::fprintf(stderr, "%s\n", error.c_str());
+        return false;
+    }
+    *header = reader.header();
+    IvfFrame frame;
+    IvfRead read;
+    while ((read = reader.ReadFrame(&frame, &error)) == IvfRead::kFrame) frames->push_back(frame);
+    if (read == IvfRead::kError) std::fprintf(stderr, "%s\n", error.c_str());
+    return read == IvfRead::kEnd;
+}
+
+bool Save(const std::string& path, const IvfFileHeader& header,
+          const std::vector<IvfFrame>& frames) {
+    IvfWriter writer;
+    std::string error;
+    bool ok = writer.Open(path, header, &error);
+    for (size_t i = 0; ok && i < frames.size(); ++i) {
+        ok = writer.WriteFrame(frames[i].data.data(), static_cast<uint32_t>(frames[i].data.size()),
+                               i, &error);
+    }
+    ok = writer.Close(&error) && ok;
+    if (!ok) std::fprintf(stderr, "%s\n", error.c_str());
+    return ok;
+}
+
+int Corrupt(const std::string& in, const std::string& out, size_t index) {
+    IvfFileHeader header;
+    std::vector<IvfFrame> frames;
+    if (!Load(in, &header, &frames) || index >= frames.size()) return 1;
+    std::vector<uint8_t>& data = frames[index].data;
+    // Keep the picture header, so the damage lies in the macroblock layer.
+    for (size_t i = data.size() / 3; i < data.size(); ++i) data[i] = 0x00;
+    return Save(out, header, frames) ? 0 : 1;
+}
+
+int Truncate(const std::string& in, const std::string& out, long bytes) {
+    std::FILE* src = std::fopen(in.c_str(), "rb");
+    std::FILE* dst = std::fopen(out.c_str(), "wb");
+    if (src == nullptr || dst == nullptr) return 1;
+    if (bytes < 0) {
+        std::fseek(src, 0, SEEK_END);
+        bytes += std::ftell(src);
+        std::fseek(src, 0, SEEK_SET);
+    }
+    for (long i = 0; i < bytes; ++i) {
+        const int c = std::fgetc(src);
+        if (c == EOF) break;
+        std::fputc(c, dst);
+    }
+    std::fclose(src);
+    return std::fclose(dst) == 0 ? 0 : 1;
+}
+
+int Concat(const std::string& first, const std::string& second, const std::string& out) {
+    IvfFileHeader header, ignored;
+    std::vector<IvfFrame> frames;
+    if (!Load(first, &header, &frames) || !Load(second, &ignored, &frames)) return 1;
+    return Save(out, header, frames) ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 5) {
+        std::fprintf(stderr, "usage: ivf_mangle corrupt|truncate|concat ARGS...\n");
+        return 2;
+    }
+    const std::string mode = argv[1];
+    if (mode == "corrupt") return Corrupt(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10));
+    if (mode == "truncate") return Truncate(argv[2], argv[3], std::strtol(argv[4], nullptr, 10));
+    if (mode == "concat") return Concat(argv[2], argv[3], argv[4]);
+    return 2;
+}

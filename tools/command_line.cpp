@@ -1,0 +1,128 @@
+#include "command_line.h"
+
+#include <charconv>
+#include <cstdlib>
+
+namespace veltrane::tools {
+
+namespace {
+
+bool ParseInt64(const std::string& text, int64_t* value) {
+    const char* end = text.data() + text.size();
+    const auto [ptr, ec] = std::from_chars(text.data(), end, *value);
+    return !text.empty() && ec == std::errc() && ptr == end;
+}
+
+}  // namespace
+
+CommandLine::CommandLine(std::vector<OptionSpec> specs) : specs_(std::move(specs)) {
+    specs_.push_back({"help", 'h', false});
+}
+
+const OptionSpec* CommandLine::Find(const std::string& name) const {
+    for (const OptionSpec& spec : specs_) {
+        if (name == spec.name) return &spec;
+    }
+    return nullptr;
+}
+
+const OptionSpec* CommandLine::FindShort(char name) const {
+    for (const OptionSpec& spec : specs_) {
+        if (spec.shortName != 0 && spec.shortName == name) return &spec;
+    }
+    return nullptr;
+}
+
+bool CommandLine::Parse(int argc, char** argv, std::string* error) {
+    bool optionsEnded = false;
+    for (int i = 0; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (optionsEnded || arg.size() < 2 || arg[0] != '-') {
+            positional_.push_back(arg);
+            continue;
+        }
+        if (arg == "--") {
+            optionsEnded = true;
+            continue;
+        }
+        const OptionSpec* spec = nullptr;
+        std::string value;
+        bool hasInlineValue = false;
+        if (arg[1] == '-') {
+            const size_t equals = arg.find('=');
+            spec =
+                Find(arg.substr(2, equals == std::string::npos ? std::string::npos : equals - 2));
+            if (equals != std::string::npos) {
+                value = arg.substr(equals + 1);
+                hasInlineValue = true;
+            }
+        } else if (arg.size() == 2) {
+            spec = FindShort(arg[1]);
+        }
+        if (spec == nullptr) {
+            *error = "unknown option '" + arg + "'";
+            return false;
+        }
+        if (!spec->takesValue) {
+            if (hasInlineValue) {
+                *error = "option '--" + std::string(spec->name) + "' takes no value";
+                return false;
+            }
+        } else if (!hasInlineValue) {
+            if (i + 1 >= argc) {
+                *error = "option '" + arg + "' needs a value";
+                return false;
+            }
+            value = argv[++i];
+        }
+        values_[spec->name] = value;
+    }
+    return true;
+}
+
+std::string CommandLine::Get(const std::string& name, const std::string& fallback) const {
+    const auto it = values_.find(name);
+    return it == values_.end() ? fallback : it->second;
+}
+
+bool CommandLine::GetInt(const std::string& name, int64_t min, int64_t max, int64_t* value,
+                         std::string* error) const {
+    if (!Has(name)) return true;
+    const std::string text = Get(name);
+    int64_t parsed = 0;
+    if (!ParseInt64(text, &parsed) || parsed < min || parsed > max) {
+        *error = "--" + name + ": '" + text + "' is not a whole number from " +
+                 std::to_string(min) + " to " + std::to_string(max);
+        return false;
+    }
+    *value = parsed;
+    return true;
+}
+
+bool CommandLine::GetDouble(const std::string& name, double min, double max, double* value,
+                            std::string* error) const {
+    if (!Has(name)) return true;
+    const std::string text = Get(name);
+    char* end = nullptr;
+    const double parsed = std::strtod(text.c_str(), &end);
+    if (text.empty() || end != text.c_str() + text.size() || !(parsed >= min && parsed <= max)) {
+        *error = "--" + name + ": '" + text + "' is not a number from " + std::to_string(min) +
+                 " to " + std::to_string(max);
+        return false;
+    }
+    *value = parsed;
+    return true;
+}
+
+bool ParseSize(const std::string& text, int* width, int* height) {
+    const size_t x = text.find('x');
+    if (x == std::string::npos) return false;
+    int64_t w = 0, h = 0;
+    if (!ParseInt64(text.substr(0, x), &w) || !ParseInt64(text.substr(x + 1), &h)) return false;
+    if (w <= 0 || h <= 0 || w > 65535 || h > 65535) return false;
+    *width = static_cast<int>(w);
+    *height = static_cast<int>(h);
+    return true;
+}
+
+}  // namespace veltrane::tools
