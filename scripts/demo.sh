@@ -7,7 +7,8 @@ cmake -S . -B build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build build/release -j"$(nproc)" --target veltrane_tool
 tool=build/release/tools/veltrane
 mkdir -p out
-"$tool" info samples/testsrc.ivf | head -n 6
+"$tool" info samples/testsrc.ivf > out/info.txt
+head -n 6 out/info.txt
 "$tool" decode samples/testsrc.ivf -o out/sample.y4m
 "$tool" decode samples/testsrc.ivf -o 'out/frame%04d.png'
 echo "pictures written to out/sample.y4m and out/frame*.png"
