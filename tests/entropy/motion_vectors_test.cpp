@@ -1,0 +1,276 @@
+// Motion vectors: the choice of prediction candidates for every vector position
+// and neighbourhood, the 64-wrap of prediction plus difference, the reading order
+// of the differences and failed lookups.
+#include "entropy/motion_vectors.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <memory>
+#include <vector>
+
+#include "entropy/code_tables.h"
+#include "support/bit_writer.h"
+#include "support/test_allocator.h"
+#include "veltrane/decoder.h"
+#include "veltrane/entropy.h"
+
+namespace {
+
+using veltrane::test::BitWriter;
+using veltrane::test::TestAllocator;
+
+// A picture 64 pixels wide: four macroblocks per row, three rows.
+constexpr int kWidth = 64;
+constexpr int kPerRow = kWidth / 16;
+constexpr int kMacroblocks = 3 * kPerRow;
+
+class MotionVectors : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(H263DecompressOpen(&handle_, 16, 16, &allocator_), 0);
+        decoder_ = static_cast<DecodeInstance_t*>(handle_);
+        fifo_ = decoder_->fifo;
+        Clear();
+    }
+    void TearDown() override {
+        H263DecompressClose(handle_);
+        EXPECT_EQ(allocator_.liveBlocks(), 0u);
+    }
+    void Clear() {
+        types_.fill(0);
+        vectors_.fill(macroblockvec_t{});
+    }
+    // Points the reader at a copy of the writer's bytes of exactly their size, of
+    // which the first `bits` count (all by default); clears the error.
+    void Feed(const BitWriter& w, long bits = -1) {
+        data_.reset(new unsigned char[w.bytes().size()]);
+        std::copy(w.bytes().begin(), w.bytes().end(), data_.get());
+        SetFifoBuffer(fifo_, data_.get(), static_cast<int32_t>(w.bytes().size()),
+                      bits < 0 ? static_cast<uint32_t>(w.bitCount()) : static_cast<uint32_t>(bits),
+                      0);
+        fifo_->error = 0;
+    }
+    void Decode(int mb, int firstRow) {
+        GetMotionVectors(decoder_, mb, types_.data(), vectors_.data(), fifo_, kWidth, firstRow);
+    }
+    MotionVector_t& V(int mb, int k) { return vectors_[mb].vectors[k]; }
+
+    TestAllocator allocator_;
+    void* handle_ = nullptr;
+    DecodeInstance_t* decoder_ = nullptr;
+    fifo_t* fifo_ = nullptr;
+    std::unique_ptr<unsigned char[]> data_;
+    std::array<int16_t, kMacroblocks> types_;
+    std::array<macroblockvec_t, kMacroblocks> vectors_;
+};
+
+void PutMvd(BitWriter& w, int x, int y) {
+    w.Code(veltrane::MvdCodes, x).Code(veltrane::MvdCodes, y);
+}
+
+struct Source {
+    int mb, vector;  // mb -1: the candidate is unavailable
+};
+constexpr Source kNone{-1, 0};
+
+// Each case names the vectors that must serve as candidates L, A and R. They get
+// the values (5, 5), (-30, 30) and (30, -30) and every other vector (20, 20), so
+// that taking any other vector, or a wrong availability, changes the prediction:
+// all three give (5, 5), R missing (0, 5), L missing (0, 0); with A and R missing,
+// positions 0 to 2 take L itself.
+TEST_F(MotionVectors, PredictionCandidates) {
+    const struct {
+        int mb, position, firstRow;
+        bool fourVectorNeighbours;
+        Source l, a, r;
+        MotionVector_t expected;
+    } cases[] = {
+        // Inside the picture.
+        {5, 0, 0, false, {4, 0}, {1, 0}, {2, 0}, {5, 5}},
+        {5, 1, 0, false, {4, 0}, {1, 0}, {2, 0}, {5, 5}},
+        {5, 2, 0, false, {5, 0}, {1, 0}, {2, 0}, {5, 5}},
+        {5, 3, 0, false, {4, 0}, {5, 0}, {5, 1}, {5, 5}},
+        {5, 4, 0, false, {5, 2}, {5, 0}, {5, 1}, {5, 5}},
+        {5, 0, 0, true, {4, 1}, {1, 2}, {2, 2}, {5, 5}},
+        {5, 1, 0, true, {4, 1}, {1, 2}, {2, 2}, {5, 5}},
+        {5, 2, 0, true, {5, 0}, {1, 3}, {2, 2}, {5, 5}},
+        {5, 3, 0, true, {4, 3}, {5, 0}, {5, 1}, {5, 5}},
+        {5, 4, 0, true, {5, 2}, {5, 0}, {5, 1}, {5, 5}},
+        // Column 0 below the first row.
+        {4, 0, 0, true, kNone, {0, 2}, {1, 2}, {0, 0}},
+        {4, 2, 0, true, {4, 0}, {0, 3}, {1, 2}, {5, 5}},
+        {4, 3, 0, true, kNone, {4, 0}, {4, 1}, {0, 0}},
+        {4, 4, 0, false, {4, 2}, {4, 0}, {4, 1}, {5, 5}},
+        // Last column below the first row.
+        {7, 1, 0, true, {6, 1}, {3, 2}, kNone, {0, 5}},
+        {7, 2, 0, true, {7, 0}, {3, 3}, kNone, {0, 5}},
+        {7, 0, 0, false, {6, 0}, {3, 0}, kNone, {0, 5}},
+        {7, 3, 0, true, {6, 3}, {7, 0}, {7, 1}, {5, 5}},
+        // First row: only the left candidate for positions 0 to 2.
+        {2, 0, 1, true, {1, 1}, kNone, kNone, {5, 5}},
+        {3, 0, 1, false, {2, 0}, kNone, kNone, {5, 5}},
+        {3, 1, 1, true, {2, 1}, kNone, kNone, {5, 5}},
+        {2, 2, 1, true, {2, 0}, kNone, kNone, {5, 5}},
+        {2, 3, 1, true, {1, 3}, {2, 0}, {2, 1}, {5, 5}},
+        {0, 0, 1, false, kNone, kNone, kNone, {0, 0}},
+        {0, 3, 1, true, kNone, {0, 0}, {0, 1}, {0, 0}},
+        // The flag alone decides: set below the first row, the row above is not used.
+        {9, 0, 1, false, {8, 0}, kNone, kNone, {5, 5}},
+    };
+    for (const auto& c : cases) {
+        for (int mb = 0; mb < kMacroblocks; ++mb) {
+            types_[mb] = mb == c.mb ? 2 : (c.fourVectorNeighbours ? 2 : 0);
+            for (auto& v : vectors_[mb].vectors) v = {20, 20};
+        }
+        const std::pair<Source, MotionVector_t> marks[] = {
+            {c.l, {5, 5}}, {c.a, {-30, 30}}, {c.r, {30, -30}}};
+        for (const auto& [source, value] : marks)
+            if (source.mb >= 0) V(source.mb, source.vector) = value;
+        int x = 99, y = 99;
+        veltrane::GetMotionVectorPredictor(c.mb, c.position, kWidth, c.firstRow, types_.data(),
+                                           vectors_.data(), &x, &y);
+        EXPECT_EQ(x, c.expected.x) << "macroblock " << c.mb << " position " << c.position;
+        EXPECT_EQ(y, c.expected.y) << "macroblock " << c.mb << " position " << c.position;
+    }
+}
+
+// Prediction (from the left neighbour, in the first row) plus difference wraps into
+// -32..31.
+TEST_F(MotionVectors, SumsWrapBy64) {
+    const struct {
+        int prediction, mvd, expected;
+    } cases[] = {{20, 15, -29}, {-20, -16, 28}, {16, 15, 31}, {-16, -16, -32},
+                 {1, 31, -32},  {-1, -32, 31},  {31, 31, -2}, {-32, -32, 0},
+                 {0, -32, -32}, {0, 31, 31},    {5, -3, 2}};
+    for (const auto& c : cases) {
+        Clear();
+        V(0, 0) = {c.prediction, c.prediction};
+        BitWriter w;
+        PutMvd(w, c.mvd, c.mvd);
+        Feed(w);
+        Decode(1, 1);
+        EXPECT_EQ(V(1, 0).x, c.expected) << c.prediction << " + " << c.mvd;
+        EXPECT_EQ(V(1, 0).y, c.expected) << c.prediction << " + " << c.mvd;
+        EXPECT_EQ(fifo_->error, 0u);
+    }
+}
+
+TEST_F(MotionVectors, OneVectorMacroblockReadsXThenY) {
+    for (int k = 1; k < 4; ++k) V(0, k) = {99, 99};
+    BitWriter w;
+    PutMvd(w, 3, -7);
+    const size_t end = w.bitCount();
+    w.Bits("1");
+    Feed(w);
+    Decode(0, 1);  // first macroblock: prediction (0, 0)
+    EXPECT_EQ(V(0, 0).x, 3);
+    EXPECT_EQ(V(0, 0).y, -7);
+    for (int k = 1; k < 4; ++k) EXPECT_EQ(V(0, k).x, 99) << "vector " << k << " written";
+    EXPECT_EQ(fifo_->bitPos, end);
+}
+
+// Column 0 below the first row: each vector is predicted from the ones decoded
+// before it; the lower-left one from (0, 0) and its own upper vectors.
+TEST_F(MotionVectors, FourVectorMacroblockInColumn0) {
+    types_[0] = 2;
+    vectors_[0] = {{{9, 9}, {9, 9}, {4, -6}, {-8, 2}}};
+    vectors_[1] = {{{6, 10}, {9, 9}, {9, 9}, {9, 9}}};
+    types_[4] = 2;
+    BitWriter w;
+    PutMvd(w, 1, 1);   // prediction: median of (0,0), (4,-6), (6,10) = (4, 0)
+    PutMvd(w, -2, 3);  // median of (5,1), (-8,2), (6,10) = (5, 2)
+    PutMvd(w, 0, -1);  // median of (0,0), (5,1), (3,5) = (3, 1)
+    PutMvd(w, 2, 0);   // median of (3,0), (5,1), (3,5) = (3, 1)
+    Feed(w);
+    Decode(4, 0);
+    const MotionVector_t expected[4] = {{5, 1}, {3, 5}, {3, 0}, {5, 1}};
+    for (int k = 0; k < 4; ++k) {
+        EXPECT_EQ(V(4, k).x, expected[k].x) << k;
+        EXPECT_EQ(V(4, k).y, expected[k].y) << k;
+    }
+    EXPECT_EQ(fifo_->bitPos, w.bitCount());
+}
+
+TEST_F(MotionVectors, LastColumnUsesLeftAboveAndZero) {
+    V(6, 0) = {4, -2};
+    V(3, 0) = {6, 8};
+    V(2, 0) = {-9, -9};  // left of above: not a candidate
+    BitWriter w;
+    PutMvd(w, 0, 0);
+    Feed(w);
+    Decode(7, 0);
+    EXPECT_EQ(V(7, 0).x, 4);
+    EXPECT_EQ(V(7, 0).y, 0);
+}
+
+// A failed lookup leaves the field as it was (0), so the difference counts as 0;
+// the next lookup is tried at the same place.
+TEST_F(MotionVectors, FailedLookupsCountAsZero) {
+    const struct {
+        const char* name;
+        const char* bits;
+        long cut;
+        MotionVector_t expected;
+        uint32_t bitPos, error;
+    } cases[] = {
+        {"no such code", "0000000000000 1", -1, {7, -3}, 0, 12},
+        {"y cut", "010 0000010110", 11, {8, -3}, 3, 4},
+        {"nothing left", "1", 0, {7, -3}, 0, 4},
+    };
+    for (const auto& c : cases) {
+        Clear();
+        V(0, 0) = {7, -3};
+        BitWriter w;
+        w.Bits(c.bits);
+        Feed(w, c.cut);
+        Decode(1, 1);
+        EXPECT_EQ(V(1, 0).x, c.expected.x) << c.name;
+        EXPECT_EQ(V(1, 0).y, c.expected.y) << c.name;
+        EXPECT_EQ(fifo_->bitPos, c.bitPos) << c.name;
+        EXPECT_EQ(fifo_->error, c.error) << c.name;
+    }
+    // Four vectors, data ending after the first: the rest take their predictions.
+    Clear();
+    types_[0] = 2;
+    BitWriter w;
+    PutMvd(w, 2, -2);
+    Feed(w);
+    Decode(0, 1);
+    for (int k = 0; k < 4; ++k) {
+        EXPECT_EQ(V(0, k).x, 2) << k;
+        EXPECT_EQ(V(0, k).y, -2) << k;
+    }
+    EXPECT_EQ(fifo_->error, uint32_t{kFifoErrorBadCode});  // zeros past the end begin no code
+}
+
+// Whatever the stream and the neighbours hold, decoded vectors stay in -32..31 and
+// the reader stays inside the frame.
+TEST_F(MotionVectors, RandomDataGivesVectorsInRange) {
+    uint32_t seed = 777;
+    auto next = [&seed] { return (seed = seed * 1103515245u + 12345u) >> 16; };
+    for (int round = 0; round < 300; ++round) {
+        for (int mb = 0; mb < kMacroblocks; ++mb) {
+            types_[mb] = static_cast<int16_t>(next() % 5);
+            for (auto& v : vectors_[mb].vectors)
+                v = {static_cast<int32_t>(next() % 64) - 32,
+                     static_cast<int32_t>(next() % 64) - 32};
+        }
+        const int mb = static_cast<int>(next() % kMacroblocks);
+        for (auto& v : vectors_[mb].vectors) v = {0, 0};
+        BitWriter w;
+        const int bytes = 1 + next() % 12;
+        for (int i = 0; i < bytes; ++i) w.Put(next() & 0xFF, 8);
+        Feed(w);
+        Decode(mb, mb < kPerRow);
+        ASSERT_LE(fifo_->bitPos, fifo_->bitCount);
+        for (const auto& v : vectors_[mb].vectors) {
+            ASSERT_GE(v.x, -32);
+            ASSERT_LE(v.x, 31);
+            ASSERT_GE(v.y, -32);
+            ASSERT_LE(v.y, 31);
+        }
+    }
+}
+
+}  // namespace
