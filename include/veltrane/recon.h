@@ -8,8 +8,10 @@
 
 VELTRANE_EXTERN_C_BEGIN
 
-/* Inverse transforms of 64 row-major int32 coefficients. All but
- * InvDct1FixedPoint use the coefficient array as workspace. */
+/* Inverse transforms of 64 row-major int32 coefficients. InvDctFixedPoint,
+ * InvDctFixedPointIntra and InvDct10FixedPoint use the coefficient array as
+ * workspace; InvDctFixedPointHH reads only the upper-left 4x4 coefficients and
+ * works in its fourth argument, 64 int32 of scratch. */
 VELTRANE_API void InvDctFixedPoint(int32_t* coefficients, int16_t* dst, int stride);
 VELTRANE_API void InvDctFixedPointIntra(int32_t* coefficients, unsigned char* dst, int stride);
 VELTRANE_API void InvDct10FixedPoint(int32_t* coefficients, int16_t* dst, int stride);
