@@ -1,0 +1,291 @@
+// The host framework's view of the plug-in: the shared library is loaded with
+// dlopen, registers its factory, and components and decompressor instances are
+// created and driven only through the records and function tables they expose.
+#include <gtest/gtest.h>
+
+#include "plugin_host/loaded_plugin.h"
+#include "support/host_frames.h"
+#include "support/host_framework.h"
+#include "support/host_request.h"
+#include "support/test_allocator.h"
+
+namespace {
+
+using namespace veltrane::test;
+
+class PluginHost : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(plugin.ok()) << plugin.error();
+        registrar.result = 5;
+        ASSERT_EQ(plugin.RegisterComponents(&registrar), 5);
+        ASSERT_NE(registrar.factory, nullptr);
+        IGenericComponent* generic = nullptr;
+        ASSERT_EQ(registrar.factory(&framework, nullptr, &generic), 0);
+        ASSERT_NE(generic, nullptr);
+        component = reinterpret_cast<IVideoDecompressorComponent*>(generic);
+        ASSERT_EQ(component->functions->Retain(component), 1);
+    }
+    void TearDown() override {
+        if (component != nullptr) {
+            EXPECT_EQ(component->functions->Release(component), 0);
+            ASSERT_EQ(registry.calls.size(), 1u);
+            EXPECT_EQ(registry.calls[0].registry, &registry);
+            EXPECT_EQ(registry.calls[0].id, 0x302u);
+            EXPECT_EQ(registry.calls[0].reserved, 0u);
+        }
+        EXPECT_EQ(allocator.liveBlocks(), 0u) << "blocks not returned";
+        EXPECT_EQ(allocator.foreignFrees(), 0);
+    }
+
+    IVideoDecompressorInstance* NewInstance() {
+        return component->functions->CreateDecompressor(component, 0);
+    }
+    void Destroy(IVideoDecompressorInstance* instance) {
+        component->functions->DestroyDecompressor(component, instance);
+    }
+    static int32_t Decode(IVideoDecompressorInstance* instance, HostRequest& request) {
+        return instance->functions->DecompressFrame(instance, &request.record);
+    }
+    static uint32_t Pixel32(IVideoDecompressorInstance* instance, int column, int row) {
+        uint32_t pixel = 0;
+        IVideoBlitTo32SingleStruct blit = {column, row, &pixel};
+        EXPECT_EQ(instance->functions->BlitTo32Single(instance, &blit), 1);
+        return pixel;
+    }
+
+    LoadedPlugin plugin{VELTRANE_PLUGIN_PATH};
+    TestAllocator allocator;
+    RecordingRegistrar registrar;
+    RecordingRegistry registry;
+    CFFrameworkObject framework{&registry, &allocator};
+    IVideoDecompressorComponent* component = nullptr;
+};
+
+TEST_F(PluginHost, RegistrationAndComponentLifetime) {
+    EXPECT_EQ(registrar.calls, 1);
+    EXPECT_EQ(registrar.id, 0x302u);
+    EXPECT_EQ(registrar.arg3, 0u);
+    EXPECT_EQ(registrar.arg4, 0u);
+
+    // A table handed in is refused; so is a failing allocator.
+    IGenericComponent* generic = nullptr;
+    auto* table = reinterpret_cast<IGenericComponentFunctions*>(&registrar);
+    EXPECT_EQ(registrar.factory(&framework, &table, &generic), -2);
+    EXPECT_EQ(generic, nullptr);
+    allocator.FailAt(1);
+    EXPECT_EQ(registrar.factory(&framework, nullptr, &generic), -2);
+    EXPECT_EQ(generic, nullptr);
+    allocator.FailAt(0);
+
+    // A second component counts on its own and goes without telling a missing registry.
+    CFFrameworkObject quiet{nullptr, &allocator};
+    ASSERT_EQ(registrar.factory(&quiet, nullptr, &generic), 0);
+    auto* second = reinterpret_cast<IVideoDecompressorComponent*>(generic);
+    EXPECT_EQ(second->functions->Retain(second), 1);
+    EXPECT_EQ(second->functions->Retain(second), 2);
+    EXPECT_EQ(component->functions->Retain(component), 2);
+    EXPECT_EQ(second->functions->Release(second), 1);
+    EXPECT_EQ(second->functions->Release(second), 0);
+    EXPECT_TRUE(registry.calls.empty());
+    EXPECT_EQ(component->functions->Release(component), 1);
+    EXPECT_TRUE(registry.calls.empty());
+}
+
+TEST_F(PluginHost, TaggedAndUntaggedFramesAndTheFrameTag) {
+    IVideoDecompressorInstance* instance = NewInstance();
+    ASSERT_NE(instance, nullptr);
+    const IVideoDecompressorInstanceFunctions* f = instance->functions;
+    EXPECT_EQ(f->CodecSubType(instance, 0), 2);
+    EXPECT_EQ(f->CodecSubType(instance, 1), -1);
+    EXPECT_EQ(f->FlushAfterSeek(instance), 0);
+
+    HostRequest tagged(Tagged(IntraFrame(128, 96, kRed.dcs), 0x21), 128, 96);
+    tagged.WithBuffer(2);
+    EXPECT_EQ(Decode(instance, tagged), 1);
+    EXPECT_EQ(tagged.flag, 0);
+    EXPECT_EQ(tagged.record.data, tagged.frameStart() + 1);
+    EXPECT_EQ(tagged.record.dataSize, tagged.frameSize() - 1);
+    EXPECT_EQ(tagged.Pixel(0, 0), kRed.argb);
+    EXPECT_EQ(tagged.Pixel(127, 95), kRed.argb);
+    EXPECT_EQ(tagged.Pixel(129, 95), 0x01020304u);
+
+    // Tags whose upper four bits are 0 mark data that is not decoded, whatever the lower bits.
+    for (uint8_t tag : {0x00, 0x01, 0x0F}) {
+        HostRequest skipped(Tagged(IntraFrame(128, 96, kGrey.dcs), tag), 128, 96);
+        skipped.WithBuffer();
+        EXPECT_EQ(Decode(instance, skipped), 0);
+        EXPECT_EQ(skipped.flag, 0x5A);
+        EXPECT_EQ(skipped.record.data, skipped.frameStart());
+        EXPECT_EQ(skipped.Pixel(0, 0), 0x01020304u);
+    }
+    EXPECT_EQ(Pixel32(instance, 10, 10), kRed.argb);
+
+    HostRequest untagged(IntraFrame(128, 96, kGrey.dcs), 128, 96, false);
+    EXPECT_EQ(Decode(instance, untagged), 1);
+    EXPECT_EQ(untagged.record.data, untagged.frameStart());
+    EXPECT_EQ(Pixel32(instance, 10, 10), kGrey.argb);
+
+    // Skipped-macroblock pictures of every kind keep showing the reference.
+    for (auto frame :
+         {SkipFrame(128, 96, kInter), SkipFrame(128, 96, kDisposable), EmptyFrame(128, 96)}) {
+        HostRequest skip(Tagged(frame, 0xF0), 128, 96);
+        EXPECT_EQ(f->EmbeddedIsKeyFrame(instance, frame.data(), frame.size(), false), 0);
+        EXPECT_EQ(Decode(instance, skip), 1);
+    }
+    EXPECT_EQ(Pixel32(instance, 127, 95), kGrey.argb);
+
+    // Post-filter flags change only the deblocking setting: decoding goes on alike.
+    for (uint32_t postFilter : {1u, 2u, 3u, 4u, 14u, 0xFFFFFFFFu}) {
+        HostRequest filtered(Tagged(IntraFrame(128, 96, kWhite.dcs)), 128, 96);
+        filtered.record.postFilter = postFilter;
+        filtered.WithBuffer();
+        EXPECT_EQ(Decode(instance, filtered), 1);
+        EXPECT_EQ(filtered.Pixel(64, 48), kWhite.argb);
+    }
+
+    // Broken frames fail with the size their header gives, and leave the last picture.
+    HostRequest broken(std::vector<uint8_t>{0x30, 0x00, 0x01}, 128, 96);
+    EXPECT_EQ(Decode(instance, broken), 0);
+    EXPECT_EQ(broken.width, 0u);
+    auto cut = IntraFrame(128, 96, kRed.dcs);
+    cut.resize(cut.size() / 2);
+    HostRequest truncated(Tagged(cut), 0, 0);
+    EXPECT_EQ(Decode(instance, truncated), 0);
+    EXPECT_EQ(truncated.width, 128u);
+    EXPECT_EQ(truncated.height, 96u);
+    EXPECT_EQ(Pixel32(instance, 0, 0), kWhite.argb);
+    Destroy(instance);
+}
+
+TEST_F(PluginHost, FirstFrameOfAnotherSize) {
+    // With a buffer of the frame's size: reopened and converted.
+    IVideoDecompressorInstance* sized = NewInstance();
+    ASSERT_NE(sized, nullptr);
+    HostRequest withBuffer(Tagged(IntraFrame(176, 144, kRed.dcs)), 176, 144);
+    withBuffer.WithBuffer();
+    EXPECT_EQ(Decode(sized, withBuffer), 1);
+    EXPECT_EQ(withBuffer.Pixel(175, 143), kRed.argb);
+
+    // With a buffer the host sized for 128 x 96: refused, host values kept.
+    IVideoDecompressorInstance* mismatched = NewInstance();
+    ASSERT_NE(mismatched, nullptr);
+    HostRequest wrongBuffer(Tagged(IntraFrame(176, 144, kRed.dcs)), 128, 96);
+    wrongBuffer.WithBuffer();
+    EXPECT_EQ(Decode(mismatched, wrongBuffer), 0);
+    EXPECT_EQ(wrongBuffer.width, 128u);
+    EXPECT_EQ(wrongBuffer.height, 96u);
+    EXPECT_EQ(wrongBuffer.Pixel(0, 0), 0x01020304u);
+    EXPECT_EQ(Pixel32(mismatched, 0, 0), 0xFF000000u);  // still no picture
+
+    // Without a buffer: reopened, decoded, the frame's size reported.
+    HostRequest noBuffer(Tagged(IntraFrame(176, 144, kGrey.dcs)), 128, 96);
+    EXPECT_EQ(Decode(mismatched, noBuffer), 1);
+    EXPECT_EQ(noBuffer.width, 176u);
+    EXPECT_EQ(noBuffer.height, 144u);
+    EXPECT_EQ(Pixel32(mismatched, 175, 143), kGrey.argb);
+
+    // Back to 128 x 96, and on to a size given in the 16-bit header fields.
+    HostRequest smaller(Tagged(IntraFrame(128, 96, kWhite.dcs)), 0, 0);
+    EXPECT_EQ(Decode(mismatched, smaller), 1);
+    EXPECT_EQ(smaller.width, 128u);
+    HostRequest odd(Tagged(IntraFrame(300, 20, kRed.dcs)), 0, 0);
+    EXPECT_EQ(Decode(mismatched, odd), 1);
+    EXPECT_EQ(odd.width, 300u);
+    EXPECT_EQ(odd.height, 20u);
+    EXPECT_EQ(Pixel32(mismatched, 299, 19), kRed.argb);
+    Destroy(sized);
+    Destroy(mismatched);
+}
+
+TEST_F(PluginHost, FrameDimensionsBeforeDecoding) {
+    IVideoDecompressorInstance* instance = NewInstance();
+    ASSERT_NE(instance, nullptr);
+    const IVideoDecompressorInstanceFunctions* f = instance->functions;
+    HostRequest request(Tagged(IntraFrame(176, 144, kWhite.dcs)), 0, 0);
+    EXPECT_EQ(f->GetFrameDimensions(instance, &request.record), 1);
+    EXPECT_EQ(request.width, 176u);
+    EXPECT_EQ(request.height, 144u);
+    EXPECT_EQ(request.record.data, request.frameStart());
+    EXPECT_EQ(request.record.dataSize, request.frameSize());
+    request.WithBuffer();
+    EXPECT_EQ(Decode(instance, request), 1);
+    EXPECT_EQ(request.Pixel(0, 143), kWhite.argb);
+
+    HostRequest untagged(IntraFrame(176, 144, kWhite.dcs), 0, 0, false);
+    EXPECT_EQ(f->GetFrameDimensions(instance, &untagged.record), 0);
+    HostRequest notDecoded(Tagged(IntraFrame(176, 144, kWhite.dcs), 0x0C), 0, 0);
+    EXPECT_EQ(f->GetFrameDimensions(instance, &notDecoded.record), 0);
+    EXPECT_EQ(untagged.width + notDecoded.width, 0u);
+    Destroy(instance);
+}
+
+TEST_F(PluginHost, BlitsInEveryHostPixelFormat) {
+    IVideoDecompressorInstance* instance = NewInstance();
+    ASSERT_NE(instance, nullptr);
+    const IVideoDecompressorInstanceFunctions* f = instance->functions;
+
+    // Before the first picture: opaque black and zero.
+    uint16_t blank[3] = {9, 9, 9};
+    IVideoBlitTo16Struct blankRun = {0, 0, 3, blank, 5};
+    EXPECT_EQ(f->BlitTo16(instance, &blankRun), 1);
+    EXPECT_EQ(blank[0] | blank[1] | blank[2], 0);
+
+    HostRequest request(Tagged(IntraFrame(128, 96, kRed.dcs)), 128, 96);
+    ASSERT_EQ(Decode(instance, request), 1);
+    for (uint32_t format = 0; format <= 9; ++format) {
+        const uint16_t expected = format == 5   ? kRed.rgb565
+                                  : format == 6 ? kRed.argb4444
+                                                : kRed.rgb555;
+        uint16_t run[6] = {};
+        IVideoBlitTo16Struct blit = {1, 40, 5, run, format};
+        EXPECT_EQ(f->BlitTo16(instance, &blit), 1);
+        for (int i = 0; i < 5; ++i) EXPECT_EQ(run[i], expected) << "format " << format;
+        EXPECT_EQ(run[5], 0);
+        uint16_t single = 0;
+        IVideoBlitTo16SingleStruct one = {127, 95, &single, format};
+        EXPECT_EQ(f->BlitTo16Single(instance, &one), 1);
+        EXPECT_EQ(single, expected) << "format " << format;
+    }
+    uint32_t words[129] = {};
+    IVideoBlitTo32Struct row = {0, 95, 128, words};
+    EXPECT_EQ(f->BlitTo32(instance, &row), 1);
+    EXPECT_EQ(words[0], kRed.argb);
+    EXPECT_EQ(words[127], kRed.argb);
+    EXPECT_EQ(words[128], 0u);
+    Destroy(instance);
+}
+
+TEST_F(PluginHost, FailedReopenLeavesAnInstanceThatDoesNothing) {
+    IVideoDecompressorInstance* instance = NewInstance();
+    ASSERT_NE(instance, nullptr);
+    const IVideoDecompressorInstanceFunctions* f = instance->functions;
+    HostRequest first(Tagged(IntraFrame(128, 96, kGrey.dcs)), 128, 96);
+    ASSERT_EQ(Decode(instance, first), 1);
+
+    allocator.FailAt(1);
+    HostRequest resized(Tagged(IntraFrame(176, 144, kGrey.dcs)), 0, 0);
+    EXPECT_EQ(Decode(instance, resized), 0);
+    allocator.FailAt(0);
+
+    HostRequest again(Tagged(IntraFrame(128, 96, kGrey.dcs)), 128, 96);
+    EXPECT_EQ(Decode(instance, again), 0);
+    EXPECT_EQ(again.flag, 0);  // the tag is still stripped and the flag cleared
+    EXPECT_EQ(f->GetFrameDimensions(instance, &again.record), 0);
+    uint32_t word = 7;
+    IVideoBlitTo32SingleStruct blit = {0, 0, &word};
+    EXPECT_EQ(f->BlitTo32Single(instance, &blit), 0);
+    EXPECT_EQ(word, 7u);
+    EXPECT_EQ(f->CodecSubType(instance, 0), 2);
+
+    // Creating an instance fails cleanly at the instance and at its decompressor.
+    for (int k = 1; k <= 2; ++k) {
+        allocator.FailAt(k);
+        EXPECT_EQ(NewInstance(), nullptr);
+    }
+    allocator.FailAt(0);
+    Destroy(nullptr);
+    Destroy(instance);
+}
+
+}  // namespace
