@@ -1,0 +1,202 @@
+#include "fuzz/fuzz_harness.h"
+
+#include <cstdlib>
+#include <memory>
+#include <unordered_map>
+
+#include "veltrane/allocator.h"
+#include "veltrane/color.h"
+#include "veltrane/decoder.h"
+#include "veltrane/session.h"
+
+namespace veltrane::fuzz {
+
+namespace {
+
+constexpr int kMaxFrames = 24;
+constexpr uint32_t kMaxReopenPixels = 352 * 288;  // keeps every run small and fast
+
+// A host allocator that tracks its live blocks, so that leaks and stray frees
+// show up at the end of each run.
+class CountingAllocator : public IAllocator {
+public:
+    CountingAllocator() {
+        static const IAllocatorFunctions table = {&Allocate, &Allocate, &Free};
+        functions = &table;
+    }
+    ~CountingAllocator() {
+        for (auto& [block, size] : live_) std::free(block);
+    }
+    size_t liveBlocks() const { return live_.size(); }
+    int foreignFrees() const { return foreignFrees_; }
+
+private:
+    static void* Allocate(IAllocator* self, size_t size) {
+        auto* a = static_cast<CountingAllocator*>(self);
+        void* block = std::malloc(size == 0 ? 1 : size);
+        if (block != nullptr) a->live_[block] = size;
+        return block;
+    }
+    static void Free(IAllocator* self, void* block) {
+        auto* a = static_cast<CountingAllocator*>(self);
+        if (a->live_.erase(block) == 0) {
+            ++a->foreignFrees_;
+            return;
+        }
+        std::free(block);
+    }
+    std::unordered_map<void*, size_t> live_;
+    int foreignFrees_ = 0;
+};
+
+struct SessionSize {
+    int32_t width;
+    int32_t height;
+};
+constexpr SessionSize kSizes[4] = {{16, 16}, {176, 144}, {33, 17}, {128, 96}};
+
+bool KnownStatus(int32_t status) {
+    return status == kStatusOk || status == kStatusOutOfData || status == kStatusBadData ||
+           status == kStatusSizeChanged;
+}
+
+class Harness {
+public:
+    Harness(uint8_t config, HarnessResult& result)
+        : withAlpha_((config & 4) != 0),
+          withImage_((config & 8) == 0),
+          bottomUp_((config & 16) != 0),
+          result_(result) {
+        Open(kSizes[config & 3].width, kSizes[config & 3].height);
+    }
+    ~Harness() { Close(); }
+
+    void Close() {
+        DecompressClose(alpha_);
+        DecompressClose(colour_);
+        alpha_ = nullptr;
+        colour_ = nullptr;
+    }
+    size_t liveBlocks() const { return allocator_.liveBlocks(); }
+    int foreignFrees() const { return allocator_.foreignFrees(); }
+
+    void Frame(const uint8_t* bytes, uint32_t size, int index) {
+        if (colour_ == nullptr) return;
+        ++result_.frames;
+        uint32_t type = 0;
+        uint32_t width = 0;
+        uint32_t height = 0;
+        const int32_t inquiry =
+            DecompressGetFrameAttributes(colour_, bytes, size, &type, &width, &height);
+        Check(inquiry);
+        int32_t status = Decode(bytes, size);
+        // The host's answer to a size change: a new session for the frame's size.
+        if (status == kStatusSizeChanged && inquiry == kStatusOk && width <= 1024 &&
+            height <= 1024 && width * height <= kMaxReopenPixels) {
+            Close();
+            Open(static_cast<int32_t>(width), static_cast<int32_t>(height));
+            ++result_.reopened;
+            if (colour_ == nullptr) return;
+            status = Decode(bytes, size);
+        }
+        if (status == kStatusOk) {
+            ++result_.decoded;
+            Blit(index);
+        }
+    }
+
+private:
+    void Open(int32_t width, int32_t height) {
+        width_ = width;
+        height_ = height;
+        colour_ = DecompressOpen(width, height, &allocator_);
+        if (withAlpha_) alpha_ = DecompressOpen(width, height, &allocator_);
+    }
+    void Check(int32_t status) {
+        if (!KnownStatus(status)) result_.unexpectedStatus = true;
+    }
+
+    int32_t Decode(const uint8_t* bytes, uint32_t size) {
+        if (alpha_ != nullptr) {
+            Check(DecompressFrame(alpha_, bytes, size, nullptr));
+            DecompressSetAlpha(colour_, alpha_);
+        }
+        const size_t pixels = static_cast<size_t>(width_) * static_cast<size_t>(height_);
+        std::unique_ptr<uint32_t[]> buffer(new uint32_t[pixels]);
+        QXImage_t image{};
+        image.format = kQXImageFormatBGRA32;
+        image.width = width_;
+        image.height = height_;
+        image.bottomUp = bottomUp_ ? 1 : 0;
+        image.rowBytes = width_ * 4;
+        image.pixels = reinterpret_cast<unsigned char*>(buffer.get());
+        const int32_t status = DecompressFrame(colour_, bytes, size, withImage_ ? &image : nullptr);
+        Check(status);
+        return status;
+    }
+
+    // A row of the picture through every blit, with exact-size destinations.
+    void Blit(int index) {
+        if (width_ <= 0 || height_ <= 0) return;
+        const int32_t row = index % height_;
+        const auto format = static_cast<EPixelFormat>(ePixelFormatRGB555 + index % 3);
+        std::unique_ptr<uint32_t[]> run32(new uint32_t[width_]);
+        std::unique_ptr<uint16_t[]> run16(new uint16_t[width_]);
+        BlitYUVto32(colour_, 0, row, width_, run32.get());
+        BlitYUVto16(colour_, 0, row, width_, run16.get(), format);
+        if (width_ > 1) {
+            BlitYUVto32(colour_, 1, row, width_ - 1, run32.get());
+            BlitYUVto16(colour_, 1, row, width_ - 1, run16.get(), format);
+        }
+        BlitYUVto32Single(colour_, width_ - 1, row, run32.get());
+        BlitYUVto16Single(colour_, width_ - 1, height_ - 1, run16.get(), format);
+    }
+
+    CountingAllocator allocator_;
+    const bool withAlpha_;
+    const bool withImage_;
+    const bool bottomUp_;
+    HarnessResult& result_;
+    void* colour_ = nullptr;
+    void* alpha_ = nullptr;
+    int32_t width_ = 0;
+    int32_t height_ = 0;
+};
+
+}  // namespace
+
+HarnessResult RunDecodeHarness(const uint8_t* data, size_t size) {
+    HarnessResult result;
+    if (size == 0) return result;
+    Harness harness(data[0], result);
+    size_t pos = 1;
+    for (int index = 0; index < kMaxFrames && pos < size; ++index) {
+        size_t length = data[pos];
+        if (pos + 1 < size) length |= static_cast<size_t>(data[pos + 1]) << 8;
+        pos += 2;
+        if (pos > size) pos = size;
+        if (length > size - pos) length = size - pos;
+        // Each frame gets a heap block of exactly its size.
+        std::unique_ptr<uint8_t[]> frame(new uint8_t[length]);
+        for (size_t i = 0; i < length; ++i) frame[i] = data[pos + i];
+        pos += length;
+        harness.Frame(frame.get(), static_cast<uint32_t>(length), index);
+    }
+    harness.Close();
+    result.liveBlocks = harness.liveBlocks();
+    result.foreignFrees = harness.foreignFrees();
+    return result;
+}
+
+std::vector<uint8_t> MakeHarnessInput(uint8_t config,
+                                      const std::vector<std::vector<uint8_t>>& frames) {
+    std::vector<uint8_t> input = {config};
+    for (const auto& frame : frames) {
+        input.push_back(static_cast<uint8_t>(frame.size() & 0xFF));
+        input.push_back(static_cast<uint8_t>(frame.size() >> 8));
+        input.insert(input.end(), frame.begin(), frame.end());
+    }
+    return input;
+}
+
+}  // namespace veltrane::fuzz

@@ -1,0 +1,35 @@
+// Feeds arbitrary bytes to decoder sessions as a sequence of frames; shared by
+// the libFuzzer target and the corpus replay test.
+//
+// Input layout: one configuration byte, then frames, each a 16-bit
+// little-endian length followed by that many bytes (the last frame takes what
+// is left). Configuration bits 0-1 choose the session size (16x16, 176x144,
+// 33x17, 128x96); bit 2 adds an alpha session that decodes the same frames;
+// bit 3 decodes without an output image; bit 4 makes the image bottom-up.
+#ifndef VELTRANE_TESTS_FUZZ_FUZZ_HARNESS_H
+#define VELTRANE_TESTS_FUZZ_FUZZ_HARNESS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace veltrane::fuzz {
+
+struct HarnessResult {
+    int frames = 0;                 // frames handed to the colour session
+    int decoded = 0;                // of those, decoded with status 0
+    int reopened = 0;               // sessions reopened for a new picture size
+    size_t liveBlocks = 0;          // allocator blocks still live after closing
+    int foreignFrees = 0;           // frees of blocks the allocator did not hand out
+    bool unexpectedStatus = false;  // a status outside 0, 4, 12, 30
+};
+
+HarnessResult RunDecodeHarness(const uint8_t* data, size_t size);
+
+// Serialises frames into the input layout above.
+std::vector<uint8_t> MakeHarnessInput(uint8_t config,
+                                      const std::vector<std::vector<uint8_t>>& frames);
+
+}  // namespace veltrane::fuzz
+
+#endif
