@@ -28,7 +28,8 @@ struct IAllocator {
 /* Returns a block of `size` bytes from `allocator`, or null (also for a null allocator). */
 VELTRANE_API void* IAllocator_Malloc(IAllocator* allocator, size_t size);
 
-/* Returns a block from IAllocator_Malloc or CFBase's operator new to its allocator; null is ignored. */
+/* Returns a block from IAllocator_Malloc or CFBase's operator new to its allocator; null is
+ * ignored. */
 VELTRANE_API void IAllocator_Free(void* block);
 
 VELTRANE_EXTERN_C_END

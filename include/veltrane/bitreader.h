@@ -10,18 +10,18 @@ VELTRANE_EXTERN_C_BEGIN
 
 /* Error codes recorded in fifo_t.error. */
 enum {
-    kFifoErrorNoRoom = 2,     /* PutFifo: not enough room for the bits */
-    kFifoErrorOutOfData = 4,  /* a read needs more bits than remain */
-    kFifoErrorBadCode = 12    /* the bits at the position begin no code */
+    kFifoErrorNoRoom = 2,    /* PutFifo: not enough room for the bits */
+    kFifoErrorOutOfData = 4, /* a read needs more bits than remain */
+    kFifoErrorBadCode = 12   /* the bits at the position begin no code */
 };
 
 typedef struct fifo_t {
-    uint32_t bitCount;      /* valid bits from the first bit of buffer; PutFifo appends here */
-    uint32_t bitPos;        /* read position in bits */
-    unsigned char* buffer;  /* the frame data, not owned */
-    int32_t bufferSize;     /* size of buffer in bytes */
-    int32_t freeBits;       /* room left for PutFifo, in bits */
-    uint32_t error;         /* last error recorded, 0 when none */
+    uint32_t bitCount;     /* valid bits from the first bit of buffer; PutFifo appends here */
+    uint32_t bitPos;       /* read position in bits */
+    unsigned char* buffer; /* the frame data, not owned */
+    int32_t bufferSize;    /* size of buffer in bytes */
+    int32_t freeBits;      /* room left for PutFifo, in bits */
+    uint32_t error;        /* last error recorded, 0 when none */
 } fifo_t;
 
 VELTRANE_API void OpenFifo(IAllocator* allocator, fifo_t** fifo);

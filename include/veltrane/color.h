@@ -42,25 +42,23 @@ VELTRANE_API void ConvertCharYUV12AToBGRA(const ColorConverter_t* converter, int
 /* Positions are 32-bit signed; 32-bit destinations are arrays of 32-bit words. */
 VELTRANE_API int32_t BlitYUVto32(void* session, int32_t column, int32_t row, int count,
                                  uint32_t* dest);
-VELTRANE_API int32_t BlitYUVto32Single(void* session, int32_t column, int32_t row,
-                                       uint32_t* dest);
+VELTRANE_API int32_t BlitYUVto32Single(void* session, int32_t column, int32_t row, uint32_t* dest);
 VELTRANE_API int32_t BlitYUVto16(void* session, int32_t column, int32_t row, int count,
                                  uint16_t* dest, EPixelFormat format);
-VELTRANE_API int32_t BlitYUVto16Single(void* session, int32_t column, int32_t row,
-                                       uint16_t* dest, EPixelFormat format);
+VELTRANE_API int32_t BlitYUVto16Single(void* session, int32_t column, int32_t row, uint16_t* dest,
+                                       EPixelFormat format);
 VELTRANE_API void ConvertCharYUV12ToRGBASpan(const ColorConverter_t* converter, int width,
                                              int height, int yStride, int uvStride,
                                              const unsigned char* yPlane,
                                              const unsigned char* uPlane,
-                                             const unsigned char* vPlane, uint32_t* dest,
-                                             int count, int32_t column, int32_t row);
+                                             const unsigned char* vPlane, uint32_t* dest, int count,
+                                             int32_t column, int32_t row);
 VELTRANE_API void ConvertCharYUV12ToRGB16Single(const ColorConverter_t* converter, int width,
                                                 int height, int yStride, int uvStride,
                                                 const unsigned char* yPlane,
                                                 const unsigned char* uPlane,
                                                 const unsigned char* vPlane, uint16_t* dest,
-                                                int32_t column, int32_t row,
-                                                EPixelFormat format);
+                                                int32_t column, int32_t row, EPixelFormat format);
 
 VELTRANE_EXTERN_C_END
 

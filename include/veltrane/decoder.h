@@ -61,20 +61,20 @@ typedef struct DecodeInstance_t {
     int32_t alignedWidth;
     int32_t alignedHeight;
     int32_t mbCount;
-    int32_t frameCount;        /* pictures decoded successfully since open */
+    int32_t frameCount; /* pictures decoded successfully since open */
     fifo_t* fifo;
     int32_t width;
     int32_t height;
-    int16_t* mbTypes;          /* macroblock type per macroblock of the current P picture */
-    int32_t* mbQuant;          /* quantiser in force at the end of each macroblock */
+    int16_t* mbTypes; /* macroblock type per macroblock of the current P picture */
+    int32_t* mbQuant; /* quantiser in force at the end of each macroblock */
     macroblockvec_t* mbVectors;
-    int32_t current;           /* store the next picture is decoded into */
+    int32_t current; /* store the next picture is decoded into */
     FrameStore_t stores[2];
-    int32_t yStride;           /* alignedWidth + 32 */
-    int32_t uvStride;          /* alignedWidth / 2 + 32 */
-    int32_t deblockingMethod;  /* stored and reported only */
+    int32_t yStride;          /* alignedWidth + 32 */
+    int32_t uvStride;         /* alignedWidth / 2 + 32 */
+    int32_t deblockingMethod; /* stored and reported only */
     CVeltraneSupport* support;
-    int16_t* coefficients;     /* residual buffer of one macroblock, 384 entries */
+    int16_t* coefficients; /* residual buffer of one macroblock, 384 entries */
 } DecodeInstance_t;
 
 /* Opens a decoder for width x height; 0 on success, 1 on any failure (nothing

@@ -23,9 +23,9 @@ VELTRANE_API void DctFixedPoint(const int16_t* samples, int32_t* coefficients);
 
 VELTRANE_API int MotionCompensation(int mbIndex, int x, int y, int16_t* mbTypes,
                                     macroblockvec_t* mbVectors, unsigned char** refPlanes,
-                                    unsigned char* curY, unsigned char* curU,
-                                    unsigned char* curV, int16_t* coefficients, int yStride,
-                                    int uvStride, unsigned int codedMask);
+                                    unsigned char* curY, unsigned char* curU, unsigned char* curV,
+                                    int16_t* coefficients, int yStride, int uvStride,
+                                    unsigned int codedMask);
 VELTRANE_API void CopyRefMacroBlock(unsigned char** refPlanes, int x, int y, unsigned char* curY,
                                     unsigned char* curU, unsigned char* curV, int yStride,
                                     int uvStride);
@@ -58,8 +58,7 @@ VELTRANE_API void AddIn8x8VertInterpolateAlignedZb(unsigned char* src, unsigned 
                                                    int stride);
 VELTRANE_API void AddIn8x8VertInterpolateUnAlignedZb(unsigned char* src, unsigned char* dst,
                                                      int stride);
-VELTRANE_API void AddIn8x8DiagonalInterpolateZb(unsigned char* src, unsigned char* dst,
-                                                int stride);
+VELTRANE_API void AddIn8x8DiagonalInterpolateZb(unsigned char* src, unsigned char* dst, int stride);
 
 VELTRANE_EXTERN_C_END
 

@@ -35,7 +35,8 @@ int BuildCodeTrees(DecodeInstance_t* decoder) {
     return 0;
 }
 
-unsigned char* AllocatePlane(CVeltraneSupport* support, int32_t visibleWidth, int32_t visibleHeight) {
+unsigned char* AllocatePlane(CVeltraneSupport* support, int32_t visibleWidth,
+                             int32_t visibleHeight) {
     const uint32_t bytes = static_cast<uint32_t>(visibleWidth + 2 * kBorder) *
                            static_cast<uint32_t>(visibleHeight + 2 * kBorder);
     auto* block = static_cast<unsigned char*>(support->QXAllocPtrAligned(bytes, kPlaneAlignment));
@@ -67,10 +68,12 @@ bool AllocateStores(DecodeInstance_t* d) {
 
 int32_t H263DecompressOpen(void** decoder, int32_t width, int32_t height, IAllocator* allocator) {
     // Bounding the size keeps every allocation size far inside 32 bits.
-    if (width < 0 || height < 0 || width > VELTRANE_MAX_DIMENSION || height > VELTRANE_MAX_DIMENSION) {
+    if (width < 0 || height < 0 || width > VELTRANE_MAX_DIMENSION ||
+        height > VELTRANE_MAX_DIMENSION) {
         return 1;
     }
-    auto* d = static_cast<DecodeInstance_t*>(IAllocator_Malloc(allocator, sizeof(DecodeInstance_t)));
+    auto* d =
+        static_cast<DecodeInstance_t*>(IAllocator_Malloc(allocator, sizeof(DecodeInstance_t)));
     if (d == nullptr) {
         return 1;
     }
@@ -108,7 +111,8 @@ int32_t H263DecompressOpen(void** decoder, int32_t width, int32_t height, IAlloc
     const auto mbCount = static_cast<uint32_t>(d->mbCount);
     d->mbTypes = static_cast<int16_t*>(support->QXAllocPtr(mbCount * sizeof(int16_t)));
     d->mbQuant = static_cast<int32_t*>(support->QXAllocPtrSet(mbCount * sizeof(int32_t), 0));
-    d->mbVectors = static_cast<macroblockvec_t*>(support->QXAllocPtr(mbCount * sizeof(macroblockvec_t)));
+    d->mbVectors =
+        static_cast<macroblockvec_t*>(support->QXAllocPtr(mbCount * sizeof(macroblockvec_t)));
     d->yStride = d->alignedWidth + 2 * kBorder;
     d->uvStride = d->alignedWidth / 2 + 2 * kBorder;
     d->coefficients = static_cast<int16_t*>(support->QXAllocPtr(kCoefficientBytes));

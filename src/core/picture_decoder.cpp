@@ -158,8 +158,9 @@ int32_t DecodePPicture(PictureContext& pc) {
                 DecompressInterBlock(d, cbpc & 2, fifo, pc.version, pc.quant, residual + 256, 8);
                 DecompressInterBlock(d, cbpc & 1, fifo, pc.version, pc.quant, residual + 320, 8);
                 const unsigned codedMask = static_cast<unsigned>((luma & 15) | (cbpc << 4));
-                const int status = MotionCompensation(mbIndex, x, y, d->mbTypes, d->mbVectors, reference,
-                                                      pc.y, pc.u, pc.v, residual, ys, uvs, codedMask);
+                const int status =
+                    MotionCompensation(mbIndex, x, y, d->mbTypes, d->mbVectors, reference, pc.y,
+                                       pc.u, pc.v, residual, ys, uvs, codedMask);
                 if (status != kStatusOk) {
                     return status;
                 }

@@ -10,8 +10,8 @@ constexpr uint32_t kSettingsSize = sizeof(DecompressSettings_t);
 }  // namespace
 
 void* DecompressOpen(int32_t width, int32_t height, IAllocator* allocator) {
-    auto* session =
-        static_cast<DecompressSession_t*>(IAllocator_Malloc(allocator, sizeof(DecompressSession_t)));
+    auto* session = static_cast<DecompressSession_t*>(
+        IAllocator_Malloc(allocator, sizeof(DecompressSession_t)));
     if (session == nullptr) {
         return nullptr;
     }

@@ -1,9 +1,9 @@
 // Memory services of a decoder. Blocks are 32-byte aligned (or aligned as asked)
 // and remember, in the word below them, how to find the host block again.
+#include "veltrane/support.h"
+
 #include <cstdint>
 #include <cstring>
-
-#include "veltrane/support.h"
 
 namespace {
 constexpr uintptr_t kBlockAlignment = 32;
@@ -25,7 +25,8 @@ void* CVeltraneSupport::QXAllocPtr(uint32_t size) {
         return nullptr;
     }
     const uintptr_t block =
-        (reinterpret_cast<uintptr_t>(raw) + kPointerSize + kBlockAlignment - 1) & ~(kBlockAlignment - 1);
+        (reinterpret_cast<uintptr_t>(raw) + kPointerSize + kBlockAlignment - 1) &
+        ~(kBlockAlignment - 1);
     auto* result = reinterpret_cast<unsigned char*>(block);
     std::memcpy(result - kPointerSize, &raw, kPointerSize);
     return result;
@@ -78,7 +79,8 @@ void* CVeltraneSupport::QXAllocPtrAligned(uint32_t size, int32_t alignment) {
     return AlignInside(QXAllocPtr(size + static_cast<uint32_t>(alignment)), alignment);
 }
 
-void* CVeltraneSupport::QXAllocPtrSetAligned(uint32_t size, unsigned char value, int32_t alignment) {
+void* CVeltraneSupport::QXAllocPtrSetAligned(uint32_t size, unsigned char value,
+                                             int32_t alignment) {
     if (!ValidAlignment(size, alignment)) {
         return nullptr;
     }

@@ -5,6 +5,8 @@
 
 namespace veltrane {
 
+// clang-format off
+
 const int16_t McbpcIntraCodes[2 + 2 * 9] = {
     9, 0,
     1, 0b1,
@@ -257,5 +259,6 @@ const uint8_t TcoefLevelTable[103] = {
     1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1,
     1, 1, 1, 1, 1, 1, 0,
 };
+// clang-format on
 
 }  // namespace veltrane

@@ -8,11 +8,12 @@
 namespace veltrane {
 
 // Layout: [0] N codes, [1] V0, then for code i: [2 + 2i] length, [3 + 2i] bits.
-extern const int16_t McbpcIntraCodes[2 + 2 * 9];   // 8 is stuffing
-extern const int16_t McbpcInterCodes[2 + 2 * 21];  // type = value / 4, CBPC = value % 4; 20 is stuffing
+extern const int16_t McbpcIntraCodes[2 + 2 * 9];  // 8 is stuffing
+extern const int16_t
+    McbpcInterCodes[2 + 2 * 21];  // type = value / 4, CBPC = value % 4; 20 is stuffing
 extern const int16_t CbpyCodes[2 + 2 * 16];
-extern const int16_t MvdCodes[2 + 2 * 64];         // values -32..31
-extern const int16_t TcoefCodes[2 + 2 * 103];      // 102 is ESCAPE; codes without their sign bit
+extern const int16_t MvdCodes[2 + 2 * 64];     // values -32..31
+extern const int16_t TcoefCodes[2 + 2 * 103];  // 102 is ESCAPE; codes without their sign bit
 
 // Index of each tree in CVeltraneSupport::codeTables.
 enum CodeTableIndex {

@@ -10,7 +10,13 @@ namespace veltrane {
 
 // Vector positions: 0 the single vector of a one-vector macroblock, 1..4 the
 // upper-left, upper-right, lower-left and lower-right vectors of a four-vector one.
-enum VectorPosition { kSingleVector = 0, kUpperLeft = 1, kUpperRight = 2, kLowerLeft = 3, kLowerRight = 4 };
+enum VectorPosition {
+    kSingleVector = 0,
+    kUpperLeft = 1,
+    kUpperRight = 2,
+    kLowerLeft = 3,
+    kLowerRight = 4
+};
 
 constexpr int16_t kFourVectorType = 2;
 

@@ -1,10 +1,10 @@
 // Plain allocation front ends over the host allocator. Each block is preceded by
 // one pointer, the allocator that made it, so a block can be freed without
 // naming its allocator.
+#include "veltrane/allocator.h"
+
 #include <cstdint>
 #include <cstring>
-
-#include "veltrane/allocator.h"
 
 namespace {
 constexpr size_t kHeaderSize = sizeof(IAllocator*);
@@ -14,7 +14,8 @@ void* IAllocator_Malloc(IAllocator* allocator, size_t size) {
     if (allocator == nullptr || size > SIZE_MAX - kHeaderSize) {
         return nullptr;
     }
-    auto* block = static_cast<unsigned char*>(allocator->functions->Allocate(allocator, size + kHeaderSize));
+    auto* block =
+        static_cast<unsigned char*>(allocator->functions->Allocate(allocator, size + kHeaderSize));
     if (block == nullptr) {
         return nullptr;
     }
