@@ -18,12 +18,14 @@ constexpr int kHeight = 288;
 // A textured pattern that moves by (dx, dy) samples per frame.
 struct Pattern {
     std::vector<uint8_t> y, u, v;
-    explicit Pattern(int frame) : y(kWidth * kHeight), u(kWidth * kHeight / 4), v(kWidth * kHeight / 4) {
+    explicit Pattern(int frame)
+        : y(kWidth * kHeight), u(kWidth * kHeight / 4), v(kWidth * kHeight / 4) {
         for (int r = 0; r < kHeight; ++r)
             for (int c = 0; c < kWidth; ++c) {
                 const int x = c + 3 * frame;
                 const int yy = r + frame;
-                y[r * kWidth + c] = static_cast<uint8_t>((x * 7 + yy * 3 + ((x / 8 + yy / 8) % 2) * 60) & 0xFF);
+                y[r * kWidth + c] =
+                    static_cast<uint8_t>((x * 7 + yy * 3 + ((x / 8 + yy / 8) % 2) * 60) & 0xFF);
             }
         for (int r = 0; r < kHeight / 2; ++r)
             for (int c = 0; c < kWidth / 2; ++c) {
@@ -31,7 +33,9 @@ struct Pattern {
                 v[r * kWidth / 2 + c] = static_cast<uint8_t>(128 + ((r + frame) % 32) - 16);
             }
     }
-    veltrane::enc::PlaneView View() const { return {y.data(), u.data(), v.data(), kWidth, kWidth / 2}; }
+    veltrane::enc::PlaneView View() const {
+        return {y.data(), u.data(), v.data(), kWidth, kWidth / 2};
+    }
 };
 
 // Host allocator over malloc, for the benchmark only.
@@ -71,7 +75,8 @@ const Streams& TheStreams() {
     return streams;
 }
 
-void Decode(benchmark::State& state, const std::vector<uint8_t>& prefix, const std::vector<uint8_t>& frame) {
+void Decode(benchmark::State& state, const std::vector<uint8_t>& prefix,
+            const std::vector<uint8_t>& frame) {
     MallocAllocator allocator;
     void* decoder = nullptr;
     if (H263DecompressOpen(&decoder, kWidth, kHeight, &allocator) != 0) {
@@ -81,12 +86,13 @@ void Decode(benchmark::State& state, const std::vector<uint8_t>& prefix, const s
     unsigned char** planes;
     int32_t ys, uvs;
     if (!prefix.empty()) {
-        H263DecompressFrame(decoder, prefix.data(), static_cast<int32_t>(prefix.size()), &planes, &ys, &uvs);
+        H263DecompressFrame(decoder, prefix.data(), static_cast<int32_t>(prefix.size()), &planes,
+                            &ys, &uvs);
     }
     for (auto _ : state) {
         // Type 1 pictures flip the reference each time; content stays comparable.
-        const int32_t status =
-            H263DecompressFrame(decoder, frame.data(), static_cast<int32_t>(frame.size()), &planes, &ys, &uvs);
+        const int32_t status = H263DecompressFrame(
+            decoder, frame.data(), static_cast<int32_t>(frame.size()), &planes, &ys, &uvs);
         benchmark::DoNotOptimize(status);
     }
     state.counters["bytes"] = static_cast<double>(frame.size());
