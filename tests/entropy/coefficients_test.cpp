@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdlib>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "entropy/code_tables.h"
@@ -20,45 +21,33 @@
 namespace {
 
 using veltrane::test::BitWriter;
-using veltrane::test::TestAllocator;
 
 struct Event {
     int last, run, level;
 };
-
-// Zigzag order built by walking the anti-diagonals: odd ones from the top row
-// down, even ones from the left column up.
-std::array<int, 64> Zigzag() {
-    std::array<int, 64> order{};
-    int i = 0;
-    for (int d = 0; d < 15; ++d) {
-        for (int k = 0; k <= d; ++k) {
-            const int row = (d & 1) ? k : d - k;
-            const int col = d - row;
-            if (row < 8 && col < 8) order[i++] = 8 * row + col;
-        }
-    }
-    return order;
-}
+using Block = std::array<int32_t, 64>;
 
 // LAST, RUN and |LEVEL| of each TCOEF value, from the number of levels each run has.
-std::vector<Event> TcoefEvents() {
-    std::vector<Event> events;
-    const int levels[2][41] = {
-        {12, 6, 4, 3, 3, 3, 3, 2, 2, 2, 2, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},
-        {3, 2, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1,
-         1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}};
-    for (int last = 0; last < 2; ++last)
-        for (int run = 0; run < 41; ++run)
-            for (int level = 1; level <= levels[last][run]; ++level)
-                events.push_back({last, run, level});
+const std::vector<Event>& TcoefEvents() {
+    static const std::vector<Event> events = [] {
+        const int levels[2][41] = {
+            {12, 6, 4, 3, 3, 3, 3, 2, 2, 2, 2, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},
+            {3, 2, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1,
+             1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}};
+        std::vector<Event> e;
+        for (int last = 0; last < 2; ++last)
+            for (int run = 0; run < 41; ++run)
+                for (int level = 1; level <= levels[last][run]; ++level)
+                    e.push_back({last, run, level});
+        return e;
+    }();
     return events;
 }
 
 // Writes one event: its own code and sign where the table has one, else an escape
 // (version 1: 7-bit level where it fits, else 11-bit).
 void PutEvent(BitWriter& w, const Event& e, int version) {
-    static const std::vector<Event> table = TcoefEvents();
+    const std::vector<Event>& table = TcoefEvents();
     for (size_t i = 0; i < table.size(); ++i) {
         if (table[i].last == e.last && table[i].run == e.run &&
             table[i].level == std::abs(e.level)) {
@@ -75,11 +64,19 @@ void PutEvent(BitWriter& w, const Event& e, int version) {
     w.Put(e.last, 1).Put(e.run, 6).Put(static_cast<uint32_t>(e.level) & ((1u << bits) - 1), bits);
 }
 
-using Block = std::array<int32_t, 64>;
-
-// The coefficient block a list of events describes (DC of an intra block in [0]).
+// The coefficient block a list of events describes, zigzag order built by walking
+// the anti-diagonals (DC of an intra block in [0]).
 Block Dequantised(const std::vector<Event>& events, int quant, int scan, int32_t dc) {
-    static const std::array<int, 64> zigzag = Zigzag();
+    static const std::array<int, 64> zigzag = [] {
+        std::array<int, 64> order{};
+        int i = 0;
+        for (int d = 0; d < 15; ++d)
+            for (int k = 0; k <= d; ++k) {
+                const int row = (d & 1) ? k : d - k;
+                if (row < 8 && d - row < 8) order[i++] = 8 * row + d - row;
+            }
+        return order;
+    }();
     Block b{};
     b[0] = dc;
     for (const Event& e : events) {
@@ -100,8 +97,6 @@ protected:
         ASSERT_EQ(H263DecompressOpen(&handle_, 16, 16, &allocator_), 0);
         decoder_ = static_cast<DecodeInstance_t*>(handle_);
         fifo_ = decoder_->fifo;
-        pixels_.fill(kPixelMark);
-        residuals_.fill(kResidualMark);
     }
     void TearDown() override {
         H263DecompressClose(handle_);
@@ -109,44 +104,40 @@ protected:
     }
 
     // Points the reader at a copy of the writer's bytes of exactly their size, of
-    // which the first `bits` count (all by default); clears the error.
+    // which the first `bits` count (all by default); clears the error and the areas.
     void Feed(const BitWriter& w, long bits = -1) {
-        const size_t size = w.bytes().size();
-        data_.reset(new unsigned char[size]);
+        data_.reset(new unsigned char[w.bytes().size()]);
         std::copy(w.bytes().begin(), w.bytes().end(), data_.get());
-        SetFifoBuffer(fifo_, data_.get(), static_cast<int32_t>(size),
-                      bits < 0 ? static_cast<uint32_t>(w.bitCount()) : static_cast<uint32_t>(bits),
-                      0);
+        SetFifoBuffer(fifo_, data_.get(), static_cast<int32_t>(w.bytes().size()),
+                      static_cast<uint32_t>(bits < 0 ? w.bitCount() : bits), 0);
         fifo_->error = 0;
+        pixels_.fill(kPixelMark);
+        residuals_.fill(kResidualMark);
     }
-    Event Read(int version) {
-        Event e{-1, -1, -1};
-        veltrane::DecodeBlockCoefficients(decoder_->support, fifo_, version, &e.last, &e.run,
-                                          &e.level);
-        return e;
+    void Decode(bool intra, int32_t coded, int version, int quant) {
+        if (intra)
+            DecompressIntraBlock(decoder_, coded, fifo_, version, quant, pixels_.data() + kOffset,
+                                 kStride);
+        else
+            DecompressInterBlock(decoder_, coded, fifo_, version, quant,
+                                 residuals_.data() + kOffset, kStride);
     }
-    void Intra(int32_t coded, int version, int quant) {
-        DecompressIntraBlock(decoder_, coded, fifo_, version, quant, pixels_.data() + kOffset,
-                             kStride);
-    }
-    void Inter(int32_t coded, int version, int quant) {
-        DecompressInterBlock(decoder_, coded, fifo_, version, quant, residuals_.data() + kOffset,
-                             kStride);
+    static bool Inside(int i) {
+        const int r = (i - kOffset) / kStride, c = (i - kOffset) % kStride;
+        return i >= kOffset && r < 8 && c >= 0 && c < 8;
     }
     // Checks the 8x8 block against `expected` (row-major, 8 wide) and that nothing
     // outside it was written.
     template <typename T, size_t N, typename U>
     static void ExpectBlock(const std::array<T, N>& area, const U* expected, T mark) {
         for (int i = 0; i < static_cast<int>(N); ++i) {
-            const int r = (i - kOffset) / kStride;
-            const int c = (i - kOffset) % kStride;
-            const bool inside = i >= kOffset && r < 8 && c >= 0 && c < 8;
-            ASSERT_EQ(area[i], inside ? static_cast<T>(expected[8 * r + c]) : mark)
+            const int r = (i - kOffset) / kStride, c = (i - kOffset) % kStride;
+            ASSERT_EQ(area[i], Inside(i) ? static_cast<T>(expected[8 * r + c]) : mark)
                 << "row " << r << " column " << c;
         }
     }
 
-    TestAllocator allocator_;
+    veltrane::test::TestAllocator allocator_;
     void* handle_ = nullptr;
     DecodeInstance_t* decoder_ = nullptr;
     fifo_t* fifo_ = nullptr;
@@ -155,49 +146,40 @@ protected:
     std::array<int16_t, kStride * 12> residuals_;
 };
 
-TEST(ZigzagScan, IsTheZigzagOrder) {
-    const std::array<int, 64> expected = Zigzag();
-    for (int i = 0; i < 64; ++i) EXPECT_EQ(veltrane::ZigzagScan[i], expected[i]) << i;
-    // The first ten scan positions stay in the upper-left 4x4 corner.
-    for (int i = 0; i < 10; ++i)
-        EXPECT_LT(veltrane::ZigzagScan[i] % 8 + veltrane::ZigzagScan[i] / 8, 4);
-}
-
 TEST(DequantiseLevel, OddAndEvenQuantisersAndLimits) {
     const struct {
         int level, quant;
         int32_t expected;
-    } cases[] = {{0, 31, 0},        {1, 10, 29},       {-1, 10, -29},   {1, 11, 33},
-                 {-1, 11, -33},     {2, 2, 9},         {-2, 2, -9},     {1, 1, 3},
-                 {32, 31, 2015},    {33, 31, 2047},    {127, 31, 2047}, {-32, 31, -2015},
-                 {-33, 31, -2048},  {-127, 31, -2048}, {1023, 1, 2047}, {-1023, 1, -2047},
-                 {-1024, 1, -2048}, {-128, 16, -2048}};
+    } cases[] = {{0, 31, 0},        {1, 10, 29},      {-1, 10, -29},    {1, 11, 33},
+                 {-1, 11, -33},     {2, 2, 9},        {1, 1, 3},        {32, 31, 2015},
+                 {33, 31, 2047},    {-32, 31, -2015}, {-33, 31, -2048}, {1023, 1, 2047},
+                 {-1023, 1, -2047}, {-1024, 1, -2048}};
     for (const auto& c : cases)
         EXPECT_EQ(veltrane::DequantiseLevel(c.level, c.quant), c.expected)
             << c.level << " at " << c.quant;
 }
 
 // Every non-escape code with both signs gives its LAST, RUN and LEVEL and consumes
-// the code and the sign bit.
-TEST_F(Coefficients, EveryCodeGivesItsEvent) {
-    const std::vector<Event> table = TcoefEvents();
+// the code and the sign bit; escapes of both layouts, truncation, a missing sign
+// bit and failed lookups.
+TEST_F(Coefficients, EventsEscapesTruncationAndFailedLookups) {
+    const std::vector<Event>& table = TcoefEvents();
     ASSERT_EQ(table.size(), 102u);
     for (int i = 0; i < 102; ++i) {
         for (int sign = 0; sign < 2; ++sign) {
             BitWriter w;
             w.Code(veltrane::TcoefCodes, i).Put(sign, 1).Bits("1111");
             Feed(w);
-            const Event e = Read(0);
-            EXPECT_EQ(e.last, table[i].last) << i;
-            EXPECT_EQ(e.run, table[i].run) << i;
-            EXPECT_EQ(e.level, sign ? -table[i].level : table[i].level) << i;
+            Event e{-1, -1, -1};
+            veltrane::DecodeBlockCoefficients(decoder_->support, fifo_, 0, &e.last, &e.run,
+                                              &e.level);
+            EXPECT_TRUE(e.last == table[i].last && e.run == table[i].run &&
+                        e.level == (sign ? -table[i].level : table[i].level))
+                << i;
             EXPECT_EQ(fifo_->bitPos, w.bitCount() - 4) << i;
             EXPECT_EQ(fifo_->error, 0u);
         }
     }
-}
-
-TEST_F(Coefficients, EscapesTruncationAndFailedLookups) {
     const char* v0 = "0000011 1 111111 10000000";
     const char* v1Short = "0000011 0 1 000011 1000000";
     const char* v1Long = "0000011 1 1 000011 11111111111";
@@ -211,7 +193,6 @@ TEST_F(Coefficients, EscapesTruncationAndFailedLookups) {
     } cases[] = {
         {"v0 escape", 0, "0000011 0 000101 01111111", -1, {0, 5, 127}, 22, 0},
         {"v0 escape -128", 0, v0, -1, {1, 63, -128}, 22, 0},
-        {"v0 escape -1", 0, "0000011 0 000000 11111111", -1, {0, 0, -1}, 22, 0},
         {"v0 escape level 0", 0, "0000011 1 000010 00000000", -1, {1, 2, 0}, 22, 0},
         {"v1 7-bit -64", 1, v1Short, -1, {1, 3, -64}, 22, 0},
         {"v1 7-bit 63", 1, "0000011 0 0 111111 0111111", -1, {0, 63, 63}, 22, 0},
@@ -237,7 +218,9 @@ TEST_F(Coefficients, EscapesTruncationAndFailedLookups) {
         BitWriter w;
         w.Bits(c.bits);
         Feed(w, c.cut);
-        const Event e = Read(c.version);
+        Event e{-1, -1, -1};
+        veltrane::DecodeBlockCoefficients(decoder_->support, fifo_, c.version, &e.last, &e.run,
+                                          &e.level);
         EXPECT_EQ(e.last, c.expected.last) << c.name;
         EXPECT_EQ(e.run, c.expected.run) << c.name;
         EXPECT_EQ(e.level, c.expected.level) << c.name;
@@ -246,76 +229,38 @@ TEST_F(Coefficients, EscapesTruncationAndFailedLookups) {
     }
 }
 
-TEST_F(Coefficients, UncodedIntraBlockIsFilledWithIntraDc) {
-    const struct {
-        uint32_t dc;
-        long cut;
-        unsigned char fill;
-        uint32_t bitPos, error;
-    } cases[] = {{255, -1, 128, 8, 0},
-                 {100, -1, 100, 8, 0},
-                 {128, -1, 128, 8, 0},
-                 {254, -1, 254, 8, 0},
-                 {100, 7, 0, 0, 4}};
-    for (const auto& c : cases) {
-        BitWriter w;
-        w.Put(c.dc, 8).Bits("10 0");  // an event that must not be read
-        Feed(w, c.cut);
-        pixels_.fill(kPixelMark);
-        Intra(0, 0, 10);
-        std::array<unsigned char, 64> expected;
-        expected.fill(c.fill);
-        ExpectBlock(pixels_, expected.data(), kPixelMark);
-        EXPECT_EQ(fifo_->bitPos, c.bitPos) << c.dc;
-        EXPECT_EQ(fifo_->error, c.error) << c.dc;
-    }
-}
-
-TEST_F(Coefficients, IntraExampleHasCoefficient29AtScanIndex1) {
-    BitWriter w;
-    w.Put(100, 8).Bits("0111 0");  // INTRADC 100; LAST 1, RUN 0, LEVEL +1
-    Feed(w);
-    Intra(1, 0, 10);
-    Block block{};
-    block[0] = 800;
-    block[1] = 29;
-    std::array<unsigned char, 64> expected;
-    InvDctFixedPointIntra(block.data(), expected.data(), 8);
-    ExpectBlock(pixels_, expected.data(), kPixelMark);
-    EXPECT_EQ(fifo_->bitPos, 13u);
-}
-
-// Coded blocks of both kinds against the transform of the block their events give.
-// The inter cases place the last coefficient on each side of the boundaries between
-// the DC-only, corner and full transforms; a too small transform drops coefficients.
-TEST_F(Coefficients, CodedBlocksMatchTheTransformOfTheirCoefficients) {
+// Coded and uncoded blocks of both kinds against the transform of the block their
+// events give. The inter cases place the last coefficient on each side of the
+// boundaries between the DC-only, corner and full transforms; a too small
+// transform drops coefficients.
+TEST_F(Coefficients, BlocksMatchTheTransformOfTheirCoefficients) {
     std::vector<Event> dense;  // a coefficient at every scan index, LAST at 63
     for (int i = 0; i < 64; ++i) dense.push_back({i == 63, 0, (i * 37 % 19) - 9 + (i == 0)});
     std::vector<Event> corner;  // scan indexes 0..8 at the dequantisation limits
     for (int i = 0; i < 9; ++i) corner.push_back({i == 8, 0, i % 2 ? -127 : 127});
     const struct {
         const char* name;
-        bool intra;
+        bool intra, coded;
         int version, quant;
         uint32_t dc;
         std::vector<Event> events;
     } cases[] = {
-        {"intra, INTRADC 255 is 128", true, 0, 10, 255, {{0, 0, 2}, {1, 3, -1}}},
-        {"intra, last at 63", true, 0, 7, 30, {{0, 5, 3}, {1, 56, -2}}},
-        {"intra dense, version 1", true, 1, 3, 90, {dense.begin() + 1, dense.end()}},
-        {"intra, big levels", true, 1, 31, 200, {{0, 0, -1024}, {0, 2, 700}, {1, 0, 60}}},
-        {"inter DC only", false, 0, 10, 0, {{1, 0, 1}}},
-        {"inter scan 1", false, 0, 10, 0, {{0, 0, 5}, {1, 0, -3}}},
-        {"inter scan 1 alone", false, 0, 4, 0, {{1, 1, 6}}},
-        {"inter scan 8", false, 0, 5, 0, {{1, 8, 7}}},
-        {"inter scan 0..8 at limits", false, 0, 31, 0, corner},
-        {"inter scan 9", false, 0, 5, 0, {{0, 0, 2}, {1, 8, -7}}},
-        {"inter scan 10", false, 0, 5, 0, {{1, 10, 9}}},
-        {"inter scan 10 after corner", false, 0, 5, 0, {{0, 1, 3}, {1, 8, -1}}},
-        {"inter last at 63", false, 0, 2, 0, {{1, 63, 1}}},
-        {"inter dense", false, 0, 9, 0, dense},
-        {"inter dense, version 1", false, 1, 12, 0, dense},
-        {"inter escaped level 0", false, 1, 12, 0, {{0, 0, 3}, {1, 20, 0}}},
+        {"uncoded intra, INTRADC 255 is 128", true, false, 0, 10, 255, {}},
+        {"intra, INTRADC 255 is 128", true, true, 0, 10, 255, {{0, 0, 2}, {1, 3, -1}}},
+        {"intra, last at 63", true, true, 0, 7, 30, {{0, 5, 3}, {1, 56, -2}}},
+        {"intra dense, version 1", true, true, 1, 3, 90, {dense.begin() + 1, dense.end()}},
+        {"intra, big levels", true, true, 1, 31, 200, {{0, 0, -1024}, {0, 2, 700}, {1, 0, 60}}},
+        {"inter DC only", false, true, 0, 10, 0, {{1, 0, 1}}},
+        {"inter DC 1023 at 1", false, true, 1, 1, 0, {{1, 0, 1023}}},
+        {"inter scan 1 alone", false, true, 0, 4, 0, {{1, 1, 6}}},
+        {"inter scan 8", false, true, 0, 5, 0, {{1, 8, 7}}},
+        {"inter scan 0..8 at limits", false, true, 0, 31, 0, corner},
+        {"inter scan 9", false, true, 0, 5, 0, {{0, 0, 2}, {1, 8, -7}}},
+        {"inter scan 10", false, true, 0, 5, 0, {{1, 10, 9}}},
+        {"inter last at 63", false, true, 0, 2, 0, {{1, 63, 1}}},
+        {"inter dense", false, true, 0, 9, 0, dense},
+        {"inter dense, version 1", false, true, 1, 12, 0, dense},
+        {"inter escaped level 0", false, true, 1, 12, 0, {{0, 0, 3}, {1, 20, 0}}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -327,15 +272,12 @@ TEST_F(Coefficients, CodedBlocksMatchTheTransformOfTheirCoefficients) {
         Feed(w);
         Block block = Dequantised(c.events, c.quant, c.intra ? 1 : 0,
                                   c.intra ? 8 * (c.dc == 255 ? 128 : c.dc) : 0);
+        Decode(c.intra, c.coded, c.version, c.quant);
         if (c.intra) {
-            pixels_.fill(kPixelMark);
-            Intra(1, c.version, c.quant);
             std::array<unsigned char, 64> expected;
             InvDctFixedPointIntra(block.data(), expected.data(), 8);
             ExpectBlock(pixels_, expected.data(), kPixelMark);
         } else {
-            residuals_.fill(kResidualMark);
-            Inter(1, c.version, c.quant);
             std::array<int16_t, 64> expected;
             InvDctFixedPoint(block.data(), expected.data(), 8);
             ExpectBlock(residuals_, expected.data(), kResidualMark);
@@ -345,73 +287,22 @@ TEST_F(Coefficients, CodedBlocksMatchTheTransformOfTheirCoefficients) {
     }
 }
 
-// DC-only inter blocks give known residuals; the limits of dequantisation show.
-TEST_F(Coefficients, InterDcResiduals) {
-    const struct {
-        int version, quant, level;
-        int16_t residual;
-    } cases[] = {{0, 10, 1, 4},       {0, 10, -1, -4},   {0, 31, 127, 256},
-                 {0, 31, -127, -256}, {1, 1, 1023, 256}, {1, 1, -1024, -256}};
-    for (const auto& c : cases) {
-        BitWriter w;
-        PutEvent(w, {1, 0, c.level}, c.version);
-        Feed(w);
-        residuals_.fill(kResidualMark);
-        Inter(1, c.version, c.quant);
-        std::array<int16_t, 64> expected;
-        expected.fill(c.residual);
-        ExpectBlock(residuals_, expected.data(), kResidualMark);
-    }
-}
-
-// A run that carries the scan index past 63 abandons the block: the destination
-// keeps its content and reading stops behind that event.
-TEST_F(Coefficients, RunPast63AbandonsTheBlock) {
-    const struct {
-        const char* name;
-        bool intra;
-        std::vector<Event> events;
-    } cases[] = {
-        {"intra, first event", true, {{1, 63, 1}}},
-        {"intra, after a coefficient", true, {{0, 40, 1}, {1, 30, 1}}},
-        {"inter, after a coefficient at 63", false, {{0, 63, 1}, {0, 0, 1}}},
-        {"inter, runs add up", false, {{0, 10, 1}, {1, 53, 2}}},
-    };
-    for (const auto& c : cases) {
-        BitWriter w;
-        if (c.intra) w.Put(77, 8);
-        for (const Event& e : c.events) PutEvent(w, e, 0);
-        const size_t end = w.bitCount();
-        w.Bits("0111 0");
-        Feed(w);
-        pixels_.fill(kPixelMark);
-        residuals_.fill(kResidualMark);
-        if (c.intra)
-            Intra(1, 0, 5);
-        else
-            Inter(1, 0, 5);
-        for (unsigned char p : pixels_) ASSERT_EQ(p, kPixelMark) << c.name;
-        for (int16_t r : residuals_) ASSERT_EQ(r, kResidualMark) << c.name;
-        EXPECT_EQ(fifo_->bitPos, end) << c.name;
-    }
-}
-
-TEST_F(Coefficients, UncodedInterBlockReadsAndWritesNothing) {
+// Data that ends early: an intra block without its INTRADC is filled with 0; an
+// inter block cut before its sign bit keeps its positive level and ends.
+TEST_F(Coefficients, TruncatedBlocks) {
     BitWriter w;
-    w.Bits("0111 0");
-    Feed(w);
-    Inter(0, 0, 10);
-    for (int16_t r : residuals_) ASSERT_EQ(r, kResidualMark);
+    w.Put(100, 8);
+    Feed(w, 7);
+    Decode(true, 0, 0, 10);
+    std::array<unsigned char, 64> zeros{};
+    ExpectBlock(pixels_, zeros.data(), kPixelMark);
     EXPECT_EQ(fifo_->bitPos, 0u);
-}
+    EXPECT_EQ(fifo_->error, 4u);
 
-// A block cut before its sign bit still ends: the level stays positive and the
-// failed lookup behind it ends the block.
-TEST_F(Coefficients, TruncatedInterBlockEnds) {
-    BitWriter w;
-    w.Bits("10");
-    Feed(w);
-    Inter(1, 0, 10);
+    BitWriter v;
+    v.Bits("10");
+    Feed(v);
+    Decode(false, 1, 0, 10);
     Block block{};
     block[0] = 29;
     std::array<int16_t, 64> expected;
@@ -419,6 +310,36 @@ TEST_F(Coefficients, TruncatedInterBlockEnds) {
     ExpectBlock(residuals_, expected.data(), kResidualMark);
     EXPECT_EQ(fifo_->bitPos, 2u);
     EXPECT_NE(fifo_->error, 0u);
+}
+
+// A run that carries the scan index past 63 abandons the block: the destination
+// keeps its content and reading stops behind that event. An uncoded inter block
+// reads and writes nothing.
+TEST_F(Coefficients, RunPast63AndUncodedInterLeaveTheDestination) {
+    const struct {
+        const char* name;
+        bool intra, coded;
+        std::vector<Event> events;
+    } cases[] = {
+        {"intra, first event", true, true, {{1, 63, 1}}},
+        {"intra, after a coefficient", true, true, {{0, 40, 1}, {1, 30, 1}}},
+        {"inter, after a coefficient at 63", false, true, {{0, 63, 1}, {0, 0, 1}}},
+        {"inter, runs add up", false, true, {{0, 10, 1}, {1, 53, 2}}},
+        {"uncoded inter", false, false, {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        BitWriter w;
+        if (c.intra) w.Put(77, 8);
+        for (const Event& e : c.events) PutEvent(w, e, 0);
+        const size_t end = w.bitCount();
+        w.Bits("0111 0");
+        Feed(w);
+        Decode(c.intra, c.coded, 0, 5);
+        for (unsigned char p : pixels_) ASSERT_EQ(p, kPixelMark);
+        for (int16_t r : residuals_) ASSERT_EQ(r, kResidualMark);
+        EXPECT_EQ(fifo_->bitPos, end);
+    }
 }
 
 // Random data never makes a block write outside its 8x8 area or read past the
@@ -431,18 +352,11 @@ TEST_F(Coefficients, RandomDataStaysInBounds) {
         const int bytes = 1 + next() % 24;
         for (int i = 0; i < bytes; ++i) w.Put(next() & 0xFF, 8);
         Feed(w, static_cast<long>(w.bitCount() - next() % 8));
-        pixels_.fill(kPixelMark);
-        residuals_.fill(kResidualMark);
         const int version = next() & 1;
-        const int quant = 1 + next() % 31;
-        if (round & 1)
-            Intra(1, version, quant);
-        else
-            Inter(1, version, quant);
+        Decode(round & 1, 1, version, 1 + next() % 31);
         ASSERT_LE(fifo_->bitPos, fifo_->bitCount);
         for (int i = 0; i < static_cast<int>(pixels_.size()); ++i) {
-            const int r = (i - kOffset) / kStride, c = (i - kOffset) % kStride;
-            if (i >= kOffset && r < 8 && c >= 0 && c < 8) continue;
+            if (Inside(i)) continue;
             ASSERT_EQ(pixels_[i], kPixelMark);
             ASSERT_EQ(residuals_[i], kResidualMark);
         }
@@ -451,24 +365,17 @@ TEST_F(Coefficients, RandomDataStaysInBounds) {
 
 TEST(BlockFills, FillTheBlockOnly) {
     auto inside = [](int i) { return i / 12 >= 1 && i / 12 < 9 && i % 12 >= 2 && i % 12 < 10; };
-    std::array<unsigned char, 12 * 10> pixels;
+    std::array<unsigned char, 120> pixels;
     pixels.fill(1);
-    SetCurrfrmMean(pixels.data() + 12 + 2, 12, 200);
+    SetCurrfrmMean(pixels.data() + 14, 12, 200);
     for (int i = 0; i < 120; ++i) ASSERT_EQ(pixels[i], inside(i) ? 200 : 1) << i;
-
-    const struct {
-        int value;
-        int16_t stored;
-    } cases[] = {{300, 300}, {65535, -1}, {32768, -32768}, {0, 0}};
-    for (const auto& c : cases) {
-        std::array<int16_t, 12 * 10> residuals;
+    for (const auto& [value, stored] : {std::pair{300, 300}, {65535, -1}, {32768, -32768}, {0, 0}}) {
+        std::array<int16_t, 120> residuals;
         residuals.fill(7);
-        if (c.value == 0)
-            SetBlockZero(residuals.data() + 12 + 2, 12);
-        else
-            SetBlockMean(residuals.data() + 12 + 2, 12, c.value);
+        value == 0 ? SetBlockZero(residuals.data() + 14, 12)
+                   : SetBlockMean(residuals.data() + 14, 12, value);
         for (int i = 0; i < 120; ++i)
-            ASSERT_EQ(residuals[i], inside(i) ? c.stored : 7) << c.value << " at " << i;
+            ASSERT_EQ(residuals[i], inside(i) ? stored : 7) << value << " at " << i;
     }
 }
 

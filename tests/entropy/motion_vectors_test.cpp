@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <iterator>
 #include <memory>
-#include <vector>
 
 #include "entropy/code_tables.h"
 #include "support/bit_writer.h"
@@ -18,12 +18,10 @@
 namespace {
 
 using veltrane::test::BitWriter;
-using veltrane::test::TestAllocator;
 
 // A picture 64 pixels wide: four macroblocks per row, three rows.
 constexpr int kWidth = 64;
-constexpr int kPerRow = kWidth / 16;
-constexpr int kMacroblocks = 3 * kPerRow;
+constexpr int kMacroblocks = 3 * kWidth / 16;
 
 class MotionVectors : public ::testing::Test {
 protected:
@@ -31,38 +29,39 @@ protected:
         ASSERT_EQ(H263DecompressOpen(&handle_, 16, 16, &allocator_), 0);
         decoder_ = static_cast<DecodeInstance_t*>(handle_);
         fifo_ = decoder_->fifo;
-        Clear();
     }
     void TearDown() override {
         H263DecompressClose(handle_);
         EXPECT_EQ(allocator_.liveBlocks(), 0u);
     }
+    // Clears the neighbourhood, points the reader at a copy of the writer's bytes of
+    // exactly their size, of which the first `bits` count (all by default), and
+    // decodes macroblock `mb`.
+    void Decode(int mb, int firstRow, const BitWriter& w, long bits = -1) {
+        data_.reset(new unsigned char[w.bytes().size()]);
+        std::copy(w.bytes().begin(), w.bytes().end(), data_.get());
+        SetFifoBuffer(fifo_, data_.get(), static_cast<int32_t>(w.bytes().size()),
+                      static_cast<uint32_t>(bits < 0 ? w.bitCount() : bits), 0);
+        fifo_->error = 0;
+        GetMotionVectors(decoder_, mb, types_.data(), vectors_.data(), fifo_, kWidth, firstRow);
+    }
     void Clear() {
         types_.fill(0);
         vectors_.fill(macroblockvec_t{});
     }
-    // Points the reader at a copy of the writer's bytes of exactly their size, of
-    // which the first `bits` count (all by default); clears the error.
-    void Feed(const BitWriter& w, long bits = -1) {
-        data_.reset(new unsigned char[w.bytes().size()]);
-        std::copy(w.bytes().begin(), w.bytes().end(), data_.get());
-        SetFifoBuffer(fifo_, data_.get(), static_cast<int32_t>(w.bytes().size()),
-                      bits < 0 ? static_cast<uint32_t>(w.bitCount()) : static_cast<uint32_t>(bits),
-                      0);
-        fifo_->error = 0;
-    }
-    void Decode(int mb, int firstRow) {
-        GetMotionVectors(decoder_, mb, types_.data(), vectors_.data(), fifo_, kWidth, firstRow);
-    }
     MotionVector_t& V(int mb, int k) { return vectors_[mb].vectors[k]; }
+    void ExpectVector(int mb, int k, int x, int y, const char* what) {
+        EXPECT_EQ(V(mb, k).x, x) << what << ", vector " << k;
+        EXPECT_EQ(V(mb, k).y, y) << what << ", vector " << k;
+    }
 
-    TestAllocator allocator_;
+    veltrane::test::TestAllocator allocator_;
     void* handle_ = nullptr;
     DecodeInstance_t* decoder_ = nullptr;
     fifo_t* fifo_ = nullptr;
     std::unique_ptr<unsigned char[]> data_;
-    std::array<int16_t, kMacroblocks> types_;
-    std::array<macroblockvec_t, kMacroblocks> vectors_;
+    std::array<int16_t, kMacroblocks> types_{};
+    std::array<macroblockvec_t, kMacroblocks> vectors_{};
 };
 
 void PutMvd(BitWriter& w, int x, int y) {
@@ -88,7 +87,6 @@ TEST_F(MotionVectors, PredictionCandidates) {
     } cases[] = {
         // Inside the picture.
         {5, 0, 0, false, {4, 0}, {1, 0}, {2, 0}, {5, 5}},
-        {5, 1, 0, false, {4, 0}, {1, 0}, {2, 0}, {5, 5}},
         {5, 2, 0, false, {5, 0}, {1, 0}, {2, 0}, {5, 5}},
         {5, 3, 0, false, {4, 0}, {5, 0}, {5, 1}, {5, 5}},
         {5, 4, 0, false, {5, 2}, {5, 0}, {5, 1}, {5, 5}},
@@ -104,12 +102,10 @@ TEST_F(MotionVectors, PredictionCandidates) {
         {4, 4, 0, false, {4, 2}, {4, 0}, {4, 1}, {5, 5}},
         // Last column below the first row.
         {7, 1, 0, true, {6, 1}, {3, 2}, kNone, {0, 5}},
-        {7, 2, 0, true, {7, 0}, {3, 3}, kNone, {0, 5}},
         {7, 0, 0, false, {6, 0}, {3, 0}, kNone, {0, 5}},
         {7, 3, 0, true, {6, 3}, {7, 0}, {7, 1}, {5, 5}},
         // First row: only the left candidate for positions 0 to 2.
         {2, 0, 1, true, {1, 1}, kNone, kNone, {5, 5}},
-        {3, 0, 1, false, {2, 0}, kNone, kNone, {5, 5}},
         {3, 1, 1, true, {2, 1}, kNone, kNone, {5, 5}},
         {2, 2, 1, true, {2, 0}, kNone, kNone, {5, 5}},
         {2, 3, 1, true, {1, 3}, {2, 0}, {2, 1}, {5, 5}},
@@ -120,7 +116,7 @@ TEST_F(MotionVectors, PredictionCandidates) {
     };
     for (const auto& c : cases) {
         for (int mb = 0; mb < kMacroblocks; ++mb) {
-            types_[mb] = mb == c.mb ? 2 : (c.fourVectorNeighbours ? 2 : 0);
+            types_[mb] = mb == c.mb || c.fourVectorNeighbours ? 2 : 0;
             for (auto& v : vectors_[mb].vectors) v = {20, 20};
         }
         const std::pair<Source, MotionVector_t> marks[] = {
@@ -136,72 +132,44 @@ TEST_F(MotionVectors, PredictionCandidates) {
 }
 
 // Prediction (from the left neighbour, in the first row) plus difference wraps into
-// -32..31.
+// -32..31; a one-vector macroblock reads x then y and writes only its first vector.
 TEST_F(MotionVectors, SumsWrapBy64) {
     const struct {
         int prediction, mvd, expected;
-    } cases[] = {{20, 15, -29}, {-20, -16, 28}, {16, 15, 31}, {-16, -16, -32},
-                 {1, 31, -32},  {-1, -32, 31},  {31, 31, -2}, {-32, -32, 0},
-                 {0, -32, -32}, {0, 31, 31},    {5, -3, 2}};
-    for (const auto& c : cases) {
+    } cases[] = {{20, 15, -29}, {-20, -16, 28}, {16, 15, 31},  {-16, -16, -32}, {1, 31, -32},
+                 {-1, -32, 31}, {31, 31, -2},   {-32, -32, 0}, {0, 31, 31},     {5, -3, 2}};
+    const int n = static_cast<int>(std::size(cases));
+    for (int i = 0; i < n; ++i) {
+        const auto &x = cases[i], &y = cases[(i + 1) % n];  // y from the next case
         Clear();
-        V(0, 0) = {c.prediction, c.prediction};
+        V(0, 0) = {x.prediction, y.prediction};
+        for (int k = 1; k < 4; ++k) V(1, k) = {99, 99};
         BitWriter w;
-        PutMvd(w, c.mvd, c.mvd);
-        Feed(w);
-        Decode(1, 1);
-        EXPECT_EQ(V(1, 0).x, c.expected) << c.prediction << " + " << c.mvd;
-        EXPECT_EQ(V(1, 0).y, c.expected) << c.prediction << " + " << c.mvd;
+        PutMvd(w, x.mvd, y.mvd);
+        const size_t end = w.bitCount();
+        Decode(1, 1, w.Bits("1"));
+        ExpectVector(1, 0, x.expected, y.expected, "sum");
+        for (int k = 1; k < 4; ++k) ExpectVector(1, k, 99, 99, "untouched");
+        EXPECT_EQ(fifo_->bitPos, end);
         EXPECT_EQ(fifo_->error, 0u);
     }
-}
-
-TEST_F(MotionVectors, OneVectorMacroblockReadsXThenY) {
-    for (int k = 1; k < 4; ++k) V(0, k) = {99, 99};
-    BitWriter w;
-    PutMvd(w, 3, -7);
-    const size_t end = w.bitCount();
-    w.Bits("1");
-    Feed(w);
-    Decode(0, 1);  // first macroblock: prediction (0, 0)
-    EXPECT_EQ(V(0, 0).x, 3);
-    EXPECT_EQ(V(0, 0).y, -7);
-    for (int k = 1; k < 4; ++k) EXPECT_EQ(V(0, k).x, 99) << "vector " << k << " written";
-    EXPECT_EQ(fifo_->bitPos, end);
 }
 
 // Column 0 below the first row: each vector is predicted from the ones decoded
 // before it; the lower-left one from (0, 0) and its own upper vectors.
 TEST_F(MotionVectors, FourVectorMacroblockInColumn0) {
-    types_[0] = 2;
+    types_[0] = types_[4] = 2;
     vectors_[0] = {{{9, 9}, {9, 9}, {4, -6}, {-8, 2}}};
     vectors_[1] = {{{6, 10}, {9, 9}, {9, 9}, {9, 9}}};
-    types_[4] = 2;
     BitWriter w;
     PutMvd(w, 1, 1);   // prediction: median of (0,0), (4,-6), (6,10) = (4, 0)
     PutMvd(w, -2, 3);  // median of (5,1), (-8,2), (6,10) = (5, 2)
     PutMvd(w, 0, -1);  // median of (0,0), (5,1), (3,5) = (3, 1)
     PutMvd(w, 2, 0);   // median of (3,0), (5,1), (3,5) = (3, 1)
-    Feed(w);
-    Decode(4, 0);
+    Decode(4, 0, w);
     const MotionVector_t expected[4] = {{5, 1}, {3, 5}, {3, 0}, {5, 1}};
-    for (int k = 0; k < 4; ++k) {
-        EXPECT_EQ(V(4, k).x, expected[k].x) << k;
-        EXPECT_EQ(V(4, k).y, expected[k].y) << k;
-    }
+    for (int k = 0; k < 4; ++k) ExpectVector(4, k, expected[k].x, expected[k].y, "four");
     EXPECT_EQ(fifo_->bitPos, w.bitCount());
-}
-
-TEST_F(MotionVectors, LastColumnUsesLeftAboveAndZero) {
-    V(6, 0) = {4, -2};
-    V(3, 0) = {6, 8};
-    V(2, 0) = {-9, -9};  // left of above: not a candidate
-    BitWriter w;
-    PutMvd(w, 0, 0);
-    Feed(w);
-    Decode(7, 0);
-    EXPECT_EQ(V(7, 0).x, 4);
-    EXPECT_EQ(V(7, 0).y, 0);
 }
 
 // A failed lookup leaves the field as it was (0), so the difference counts as 0;
@@ -222,11 +190,8 @@ TEST_F(MotionVectors, FailedLookupsCountAsZero) {
         Clear();
         V(0, 0) = {7, -3};
         BitWriter w;
-        w.Bits(c.bits);
-        Feed(w, c.cut);
-        Decode(1, 1);
-        EXPECT_EQ(V(1, 0).x, c.expected.x) << c.name;
-        EXPECT_EQ(V(1, 0).y, c.expected.y) << c.name;
+        Decode(1, 1, w.Bits(c.bits), c.cut);
+        ExpectVector(1, 0, c.expected.x, c.expected.y, c.name);
         EXPECT_EQ(fifo_->bitPos, c.bitPos) << c.name;
         EXPECT_EQ(fifo_->error, c.error) << c.name;
     }
@@ -235,42 +200,9 @@ TEST_F(MotionVectors, FailedLookupsCountAsZero) {
     types_[0] = 2;
     BitWriter w;
     PutMvd(w, 2, -2);
-    Feed(w);
-    Decode(0, 1);
-    for (int k = 0; k < 4; ++k) {
-        EXPECT_EQ(V(0, k).x, 2) << k;
-        EXPECT_EQ(V(0, k).y, -2) << k;
-    }
+    Decode(0, 1, w);
+    for (int k = 0; k < 4; ++k) ExpectVector(0, k, 2, -2, "after the end");
     EXPECT_EQ(fifo_->error, uint32_t{kFifoErrorBadCode});  // zeros past the end begin no code
-}
-
-// Whatever the stream and the neighbours hold, decoded vectors stay in -32..31 and
-// the reader stays inside the frame.
-TEST_F(MotionVectors, RandomDataGivesVectorsInRange) {
-    uint32_t seed = 777;
-    auto next = [&seed] { return (seed = seed * 1103515245u + 12345u) >> 16; };
-    for (int round = 0; round < 300; ++round) {
-        for (int mb = 0; mb < kMacroblocks; ++mb) {
-            types_[mb] = static_cast<int16_t>(next() % 5);
-            for (auto& v : vectors_[mb].vectors)
-                v = {static_cast<int32_t>(next() % 64) - 32,
-                     static_cast<int32_t>(next() % 64) - 32};
-        }
-        const int mb = static_cast<int>(next() % kMacroblocks);
-        for (auto& v : vectors_[mb].vectors) v = {0, 0};
-        BitWriter w;
-        const int bytes = 1 + next() % 12;
-        for (int i = 0; i < bytes; ++i) w.Put(next() & 0xFF, 8);
-        Feed(w);
-        Decode(mb, mb < kPerRow);
-        ASSERT_LE(fifo_->bitPos, fifo_->bitCount);
-        for (const auto& v : vectors_[mb].vectors) {
-            ASSERT_GE(v.x, -32);
-            ASSERT_LE(v.x, 31);
-            ASSERT_GE(v.y, -32);
-            ASSERT_LE(v.y, 31);
-        }
-    }
 }
 
 }  // namespace
