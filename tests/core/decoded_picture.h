@@ -32,7 +32,6 @@ struct Plane {
 
 inline Plane CapturePlane(const unsigned char* origin, int stride, int width, int height) {
     Plane p{width, height, {}};
-    p.samples.reserve(static_cast<size_t>(width) * height);
     for (int y = 0; y < height; ++y) {
         p.samples.insert(p.samples.end(), origin + y * stride, origin + y * stride + width);
     }
@@ -63,9 +62,6 @@ public:
         H263DecompressClose(d_);
         EXPECT_EQ(allocator_.liveBlocks(), 0u);
     }
-    TestDecoder(const TestDecoder&) = delete;
-    TestDecoder& operator=(const TestDecoder&) = delete;
-
     bool ok() const { return openStatus_ == 0 && d_ != nullptr; }
     DecodeInstance_t* operator->() const { return d_; }
     DecodeInstance_t* get() const { return d_; }
@@ -74,8 +70,7 @@ public:
     int32_t Decode(const std::vector<uint8_t>& bytes, size_t size = SIZE_MAX) {
         ExactFrame frame(bytes, size);
         planes = nullptr;
-        yStride = -1;
-        uvStride = -1;
+        yStride = uvStride = -1;
         return H263DecompressFrame(d_, frame.data(), static_cast<int32_t>(frame.size()), &planes,
                                    &yStride, &uvStride);
     }
@@ -84,8 +79,7 @@ public:
     Picture Store(int index) const { return CapturePicture(d_, d_->stores[index]); }
 
     unsigned char** planes = nullptr;
-    int32_t yStride = -1;
-    int32_t uvStride = -1;
+    int32_t yStride = -1, uvStride = -1;
 
 private:
     TestAllocator allocator_;
