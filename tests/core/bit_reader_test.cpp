@@ -1,10 +1,11 @@
 // The bit reader: inline reads, peeks, the error register and the bit writer.
+#include "core/bit_reader.h"
+
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <vector>
 
-#include "core/bit_reader.h"
 #include "support/test_allocator.h"
 #include "veltrane/bitreader.h"
 

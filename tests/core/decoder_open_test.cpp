@@ -58,8 +58,10 @@ TEST(DecoderOpen, GeometryOf176x144) {
 
 TEST(DecoderOpen, RoundsToTheMacroblockGrid) {
     TestAllocator allocator;
-    const int32_t cases[][6] = {{100, 60, 112, 64, 28, 144}, {160, 120, 160, 128, 80, 192},
-                                {0, 0, 0, 0, 0, 32},        {1, 1, 16, 16, 1, 48}};
+    const int32_t cases[][6] = {{100, 60, 112, 64, 28, 144},
+                                {160, 120, 160, 128, 80, 192},
+                                {0, 0, 0, 0, 0, 32},
+                                {1, 1, 16, 16, 1, 48}};
     for (const auto& c : cases) {
         OpenResult r = Open(allocator, c[0], c[1]);
         ASSERT_EQ(r.status, 0);
@@ -94,8 +96,8 @@ TEST(DecoderOpen, EveryAllocationFailureReleasesEverything) {
 
 TEST(DecoderOpen, RefusesSizesItCannotAllocateSafely) {
     TestAllocator allocator;
-    const int32_t sizes[][2] = {{65535, 65535}, {65535, 16}, {16, 65535}, {-1, 16},
-                                {VELTRANE_MAX_DIMENSION + 1, 16}};
+    const int32_t sizes[][2] = {
+        {65535, 65535}, {65535, 16}, {16, 65535}, {-1, 16}, {VELTRANE_MAX_DIMENSION + 1, 16}};
     for (const auto& s : sizes) {
         void* decoder = nullptr;
         EXPECT_EQ(H263DecompressOpen(&decoder, s[0], s[1], &allocator), 1);
@@ -176,7 +178,8 @@ TEST(PlaneBoundaries, ReplicateEdgesIntoTheBorder) {
     std::vector<unsigned char> plane(static_cast<size_t>(stride) * 48);
     unsigned char* origin = plane.data() + 16 * stride + 16;
     for (int r = 0; r < 16; ++r)
-        for (int c = 0; c < 16; ++c) origin[r * stride + c] = static_cast<unsigned char>(r * 16 + c);
+        for (int c = 0; c < 16; ++c)
+            origin[r * stride + c] = static_cast<unsigned char>(r * 16 + c);
     FillPlaneBoundaries(origin, 16, 16, stride);
     EXPECT_EQ(origin[-16 * stride - 16], 0);
     EXPECT_EQ(origin[-1 * stride + 20], 15);

@@ -1,9 +1,10 @@
 // The frame-start check and the picture header parser.
+#include "core/picture_header.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
 
-#include "core/picture_header.h"
 #include "support/bit_writer.h"
 
 namespace {
@@ -70,8 +71,11 @@ TEST(PictureHeader, SixteenBitSizeAndEverySourceFormat) {
     EXPECT_EQ(p.header.pictureType, 2u);
     EXPECT_EQ(p.bitPos, 65u + 9u);
 
-    const uint32_t sizes[5][4] = {{352, 288, 352, 288}, {176, 144, 176, 144}, {128, 96, 128, 96},
-                                  {320, 240, 320, 240}, {160, 120, 160, 128}};
+    const uint32_t sizes[5][4] = {{352, 288, 352, 288},
+                                  {176, 144, 176, 144},
+                                  {128, 96, 128, 96},
+                                  {320, 240, 320, 240},
+                                  {160, 120, 160, 128}};
     for (uint32_t format = 2; format <= 6; ++format) {
         veltrane::test::BitWriter f;
         f.Put(1, 17).Put(0, 5).Put(0, 8).Put(format, 3).Put(0, 9).AlignZero();

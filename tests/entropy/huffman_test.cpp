@@ -1,10 +1,11 @@
 // Decode trees: their shape, every code of every table, and failed lookups.
+#include "entropy/huffman.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
 
 #include "entropy/code_tables.h"
-#include "entropy/huffman.h"
 #include "support/bit_writer.h"
 #include "support/test_allocator.h"
 #include "veltrane/entropy.h"
@@ -107,9 +108,15 @@ TEST_F(TreeTest, ExampleCodes) {
         const HuffDecodeEntry_t* tree;
         const char* bits;
         int32_t value;
-    } cases[] = {{mvd, "1", 0},          {mvd, "010", 1},          {mvd, "011", -1},
-                 {mvd, "0000000000101", -32}, {mvd, "0000000000110", 31}, {tcoef, "10", 0},
-                 {tcoef, "0000011", 102}, {tcoef, "0111", 58},     {intra, "000000001", 8},
+    } cases[] = {{mvd, "1", 0},
+                 {mvd, "010", 1},
+                 {mvd, "011", -1},
+                 {mvd, "0000000000101", -32},
+                 {mvd, "0000000000110", 31},
+                 {tcoef, "10", 0},
+                 {tcoef, "0000011", 102},
+                 {tcoef, "0111", 58},
+                 {intra, "000000001", 8},
                  {inter, "000000001", 20}};
     for (const auto& c : cases) {
         BitWriter w;

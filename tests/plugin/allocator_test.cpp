@@ -1,8 +1,9 @@
 // The plain allocation front ends over the host allocator.
+#include "veltrane/allocator.h"
+
 #include <gtest/gtest.h>
 
 #include "support/test_allocator.h"
-#include "veltrane/allocator.h"
 
 namespace {
 

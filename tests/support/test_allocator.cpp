@@ -6,8 +6,7 @@ namespace veltrane::test {
 
 TestAllocator::TestAllocator() {
     static const IAllocatorFunctions table = {&TestAllocator::Allocate,
-                                              &TestAllocator::AllocateObject,
-                                              &TestAllocator::Free};
+                                              &TestAllocator::AllocateObject, &TestAllocator::Free};
     functions = &table;
 }
 

@@ -18,15 +18,20 @@ public:
     TestAllocator& operator=(const TestAllocator&) = delete;
 
     // Makes allocation number `k` (1-based, counted from now) fail; 0 disables.
-    void FailAt(int k) { failAt_ = k; allocations_ = 0; }
+    void FailAt(int k) {
+        failAt_ = k;
+        allocations_ = 0;
+    }
 
-    int allocations() const { return allocations_; }    // attempts since FailAt / construction
+    int allocations() const { return allocations_; }  // attempts since FailAt / construction
     int objectAllocations() const { return objectAllocations_; }
     size_t liveBlocks() const { return live_.size(); }
     size_t liveBytes() const { return liveBytes_; }
     size_t peakBytes() const { return peakBytes_; }
     size_t totalBytes() const { return totalBytes_; }  // all bytes ever handed out
-    int foreignFrees() const { return foreignFrees_; }  // frees of blocks this allocator did not make
+    int foreignFrees() const {
+        return foreignFrees_;
+    }  // frees of blocks this allocator did not make
     bool owns(const void* block) const { return live_.count(block) != 0; }
 
 private:
