@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Builds and runs every test twice, in a normal build and an ASan+UBSan build,
-# then runs the fuzz target for a fixed number of runs.
-# Set VELTRANE_M32=1 to add the 32-bit build (scripts/test-m32.sh).
+# then runs the fuzz target for a fixed number of runs and the unit tests in a
+# 32-bit build (VELTRANE_M32=0 leaves that one out).
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh
+VELTRANE_M32=${VELTRANE_M32:-1} scripts/install-deps.sh
 jobs=$(nproc)
 
 run_build() {
@@ -25,7 +25,7 @@ cmake -S . -B build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=cl
   -DVELTRANE_BUILD_BENCH=OFF -DVELTRANE_BUILD_TOOLS=OFF >/dev/null
 cmake --build build/fuzz -j"$jobs" --target veltrane_fuzz_decode
 ctest --test-dir build/fuzz -R fuzz_decode_corpus --output-on-failure
-if [[ "${VELTRANE_M32:-0}" == 1 ]]; then
+if [[ "${VELTRANE_M32:-1}" == 1 ]]; then
   echo "== 32-bit build"
   scripts/test-m32.sh
 fi
