@@ -41,17 +41,7 @@ TEST(EncoderStream, SourceFormatMatchesSize) {
         EXPECT_EQ(frame.data[1], 0);
         EXPECT_EQ(frame.data[2], 0x80);
         EXPECT_EQ(((frame.data[3] & 3) << 1) | (frame.data[4] >> 7), c.format);
-        DecodeHarness decoder(c.width, c.height);
-        uint32_t type = 9, width = 0, height = 0;
-        ASSERT_EQ(
-            GetFrameAttributes(decoder.decoder(), frame.data.data(),
-                               static_cast<uint32_t>(frame.data.size()), &type, &width, &height),
-            0);
-        EXPECT_EQ(type, 0u);
-        EXPECT_EQ(width, static_cast<uint32_t>(c.width));
-        EXPECT_EQ(height, static_cast<uint32_t>(c.height));
-        enc::PlaneView decoded;
-        EXPECT_EQ(decoder.Decode(frame.data, &decoded), 0);
+        DecodeHarness(c.width, c.height).ExpectAttributes(frame.data, 0, c.width, c.height);
     }
 }
 
@@ -101,36 +91,34 @@ TEST(EncoderStream, EveryEventReadsBack) {
 }
 
 TEST(EncoderStream, RefusesWhatCannotBeEncoded) {
-    auto refused = [](auto change) {
+    std::vector<uint8_t> p(64 * 64, 0);
+    const struct {
+        void (*change)(EncoderConfig&);
+        enc::PlaneView planes;
+    } cases[] = {
+        {[](EncoderConfig&) {}, {p.data(), nullptr, p.data(), 64, 32}},    // a missing plane
+        {[](EncoderConfig&) {}, {p.data(), p.data(), p.data(), 63, 32}},   // a short stride
+        {[](EncoderConfig& c) { c.width = 15; }, {p.data(), p.data(), p.data(), 64, 32}},
+        {[](EncoderConfig& c) { c.height = 4097; }, {p.data(), p.data(), p.data(), 64, 32}},
+        {[](EncoderConfig& c) { c.version = 2; }, {p.data(), p.data(), p.data(), 64, 32}},
+        {[](EncoderConfig& c) { c.quantiser = 0; }, {p.data(), p.data(), p.data(), 64, 32}},
+        {[](EncoderConfig& c) { c.quantiser = 32; }, {p.data(), p.data(), p.data(), 64, 32}},
+        {[](EncoderConfig& c) { c.targetBitrate = -1; }, {p.data(), p.data(), p.data(), 64, 32}},
+        {[](EncoderConfig& c) { c.targetBitrate = 1000, c.frameRate = 0; },
+         {p.data(), p.data(), p.data(), 64, 32}},
+    };
+    for (size_t i = 0; i < std::size(cases); ++i) {
         EncoderConfig config;
         config.width = 64;
         config.height = 64;
-        change(config);
+        cases[i].change(config);
         enc::Encoder encoder(config);
-        std::vector<uint8_t> plane(64 * 64, 0);
         EncodedFrame frame;
-        return !encoder.ok() &&
-               !encoder.EncodeFrame({plane.data(), plane.data(), plane.data(), 64, 32}, &frame);
-    };
-    EXPECT_TRUE(refused([](EncoderConfig& c) { c.width = 15; }));
-    EXPECT_TRUE(refused([](EncoderConfig& c) { c.height = 4097; }));
-    EXPECT_TRUE(refused([](EncoderConfig& c) { c.version = 2; }));
-    EXPECT_TRUE(refused([](EncoderConfig& c) { c.quantiser = 0; }));
-    EXPECT_TRUE(refused([](EncoderConfig& c) { c.quantiser = 32; }));
-    EXPECT_TRUE(refused([](EncoderConfig& c) { c.targetBitrate = -1; }));
-    EXPECT_TRUE(refused([](EncoderConfig& c) { c.targetBitrate = 1000, c.frameRate = 0; }));
-
-    // A valid encoder refuses missing planes and short strides.
-    EncoderConfig config;
-    config.width = 64;
-    config.height = 64;
-    enc::Encoder encoder(config);
-    ASSERT_TRUE(encoder.ok());
-    std::vector<uint8_t> plane(64 * 64, 0);
-    EncodedFrame frame;
-    EXPECT_FALSE(encoder.EncodeFrame({plane.data(), nullptr, plane.data(), 64, 32}, &frame));
-    EXPECT_FALSE(encoder.EncodeFrame({plane.data(), plane.data(), plane.data(), 63, 32}, &frame));
-    EXPECT_FALSE(encoder.EncodeFrame({plane.data(), plane.data(), plane.data(), 64, 32}, nullptr));
+        EXPECT_EQ(encoder.ok(), i < 2) << "case " << i;
+        EXPECT_FALSE(encoder.EncodeFrame(cases[i].planes, &frame)) << "case " << i;
+    }
+    enc::Encoder encoder(EncoderConfig{.width = 64, .height = 64});
+    EXPECT_FALSE(encoder.EncodeFrame({p.data(), p.data(), p.data(), 64, 32}, nullptr));
 }
 
 }  // namespace

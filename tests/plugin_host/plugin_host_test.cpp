@@ -63,12 +63,12 @@ protected:
 };
 
 TEST_F(PluginHost, RegistrationAndComponentLifetime) {
-    EXPECT_EQ(registrar.calls, 1);
-    EXPECT_EQ(registrar.id, 0x302u);
-    EXPECT_EQ(registrar.arg3, 0u);
-    EXPECT_EQ(registrar.arg4, 0u);
+    ASSERT_EQ(registrar.calls.size(), 1u);
+    EXPECT_EQ(registrar.calls[0], (std::array<uint32_t, 3>{0x302u, 0u, 0u}));
 
-    // A table handed in is refused; so is a failing allocator.
+    EXPECT_EQ(plugin.RegisterComponents(nullptr), -2);
+
+    // A table handed in is refused; so are a missing or failing allocator and null arguments.
     IGenericComponent* generic = nullptr;
     auto* table = reinterpret_cast<IGenericComponentFunctions*>(&registrar);
     EXPECT_EQ(registrar.factory(&framework, &table, &generic), -2);
@@ -77,11 +77,21 @@ TEST_F(PluginHost, RegistrationAndComponentLifetime) {
     EXPECT_EQ(registrar.factory(&framework, nullptr, &generic), -2);
     EXPECT_EQ(generic, nullptr);
     allocator.FailAt(0);
+    CFFrameworkObject noAllocator{&registry, nullptr};
+    generic = reinterpret_cast<IGenericComponent*>(&registrar);
+    EXPECT_EQ(registrar.factory(&noAllocator, nullptr, &generic), -2);
+    EXPECT_EQ(generic, nullptr);
+    EXPECT_EQ(registrar.factory(nullptr, nullptr, &generic), -2);
+    EXPECT_EQ(registrar.factory(&framework, nullptr, nullptr), -2);
 
     // A second component counts on its own and goes without telling a missing registry.
     CFFrameworkObject quiet{nullptr, &allocator};
     ASSERT_EQ(registrar.factory(&quiet, nullptr, &generic), 0);
     auto* second = reinterpret_cast<IVideoDecompressorComponent*>(generic);
+    const auto* f = second->functions;
+    EXPECT_EQ(f->Retain(nullptr) | f->Release(nullptr), 0);
+    EXPECT_EQ(f->Release(second), -1);  // a count below zero does not destroy
+    EXPECT_EQ(f->Retain(second), 0);
     EXPECT_EQ(second->functions->Retain(second), 1);
     EXPECT_EQ(second->functions->Retain(second), 2);
     EXPECT_EQ(component->functions->Retain(component), 2);
@@ -128,7 +138,7 @@ TEST_F(PluginHost, TaggedAndUntaggedFramesAndTheFrameTag) {
 
     // Skipped-macroblock pictures of every kind keep showing the reference.
     for (auto frame :
-         {SkipFrame(128, 96, kInter), SkipFrame(128, 96, kDisposable), EmptyFrame(128, 96)}) {
+         {SkipFrame(128, 96, kInter), SkipFrame(128, 96, kDisposable), SkipFrame(128, 96, kEmpty)}) {
         HostRequest skip(Tagged(frame, 0xF0), 128, 96);
         EXPECT_EQ(f->EmbeddedIsKeyFrame(instance, frame.data(), frame.size(), false), 0);
         EXPECT_EQ(Decode(instance, skip), 1);
@@ -277,14 +287,52 @@ TEST_F(PluginHost, FailedReopenLeavesAnInstanceThatDoesNothing) {
     EXPECT_EQ(f->BlitTo32Single(instance, &blit), 0);
     EXPECT_EQ(word, 7u);
     EXPECT_EQ(f->CodecSubType(instance, 0), 2);
-
-    // Creating an instance fails cleanly at the instance and at its decompressor.
-    for (int k = 1; k <= 2; ++k) {
-        allocator.FailAt(k);
-        EXPECT_EQ(NewInstance(), nullptr);
-    }
-    allocator.FailAt(0);
     Destroy(nullptr);
+    Destroy(instance);
+}
+
+// Failing each allocation in turn: the instance, its decompressor, then the
+// blocks of the first session. Without an instance or decompressor nothing is
+// returned; without a session the instance exists and decodes nothing.
+TEST_F(PluginHost, EveryAllocationFailureOfAnInstanceIsCleanedUp) {
+    bool complete = false;
+    for (int k = 1; !complete && k < 200; ++k) {
+        allocator.FailAt(k);
+        IVideoDecompressorInstance* instance = NewInstance();
+        allocator.FailAt(0);
+        EXPECT_EQ(instance == nullptr, k <= 2) << "failing allocation " << k;
+        if (instance != nullptr) {
+            HostRequest request(Tagged(IntraFrame(128, 96, kGrey.dcs)), 128, 96);
+            complete = Decode(instance, request) == 1;
+            EXPECT_EQ(request.record.data, request.frameStart() + 1);
+            EXPECT_EQ(instance->functions->CodecSubType(instance, 0), 2);
+            Destroy(instance);
+        }
+        EXPECT_EQ(allocator.liveBlocks(), 1u) << "failing allocation " << k;  // the component
+    }
+    EXPECT_TRUE(complete);
+}
+
+TEST_F(PluginHost, InstanceEntriesWithANullInstanceReturnZero) {
+    IVideoDecompressorInstance* instance = NewInstance();
+    ASSERT_NE(instance, nullptr);
+    const IVideoDecompressorInstanceFunctions* f = instance->functions;
+    HostRequest request(Tagged(IntraFrame(128, 96, kGrey.dcs)), 128, 96);
+    uint32_t word = 0;
+    uint16_t half = 0;
+    IVideoBlitTo32Struct b32 = {0, 0, 1, &word};
+    IVideoBlitTo32SingleStruct b32s = {0, 0, &word};
+    IVideoBlitTo16Struct b16 = {0, 0, 1, &half, 4};
+    IVideoBlitTo16SingleStruct b16s = {0, 0, &half, 4};
+    EXPECT_EQ(f->CodecSubType(nullptr, 0) | f->FlushAfterSeek(nullptr), 0);
+    EXPECT_EQ(f->EmbeddedIsKeyFrame(nullptr, request.frameStart() + 1, 10, false), 0);
+    EXPECT_EQ(f->DecompressFrame(nullptr, &request.record), 0);
+    EXPECT_EQ(f->GetFrameDimensions(nullptr, &request.record), 0);
+    EXPECT_EQ(f->BlitTo32(nullptr, &b32) | f->BlitTo32Single(nullptr, &b32s), 0);
+    EXPECT_EQ(f->BlitTo16(nullptr, &b16) | f->BlitTo16Single(nullptr, &b16s), 0);
+    EXPECT_EQ(request.record.data, request.frameStart());
+    EXPECT_EQ(request.flag, 0x5A);
+    EXPECT_EQ(component->functions->CreateDecompressor(nullptr, 0), nullptr);
     Destroy(instance);
 }
 

@@ -4,6 +4,7 @@
 #ifndef VELTRANE_TESTS_HOST_FRAMES_H
 #define VELTRANE_TESTS_HOST_FRAMES_H
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <vector>
@@ -17,30 +18,20 @@ enum PictureType { kIntra = 0, kInter = 1, kDisposable = 2, kEmpty = 3 };
 // DC values of the four luma blocks, Cb and Cr; 255 stands for 128.
 using BlockDcs = std::array<uint8_t, 6>;
 
-inline BlockDcs UniformDcs(uint8_t y, uint8_t u, uint8_t v) { return {y, y, y, y, u, v}; }
-
 // Start code, version 0, temporal reference 0, the size (a fixed source format
-// where one fits), picture type, deblocking 0, the quantiser, no extra information.
-inline void PutPictureHeader(BitWriter& bits, int width, int height, int type, int quantiser = 8) {
+// where one fits), picture type, deblocking 0, quantiser 8, no extra information.
+inline void PutPictureHeader(BitWriter& bits, int width, int height, int type) {
     bits.Put(1, 17).Put(0, 5).Put(0, 8);
-    struct Fixed {
-        int code, width, height;
-    };
-    static constexpr Fixed kFixed[] = {
+    static constexpr int kFixed[][3] = {
         {2, 352, 288}, {3, 176, 144}, {4, 128, 96}, {5, 320, 240}, {6, 160, 120}};
-    bool done = false;
-    for (const Fixed& f : kFixed) {
-        if (f.width == width && f.height == height) {
-            bits.Put(f.code, 3);
-            done = true;
-        }
+    int code = width < 256 && height < 256 ? 0 : 1;
+    for (const auto& f : kFixed) {
+        if (f[1] == width && f[2] == height) code = f[0];
     }
-    if (!done && width < 256 && height < 256) {
-        bits.Put(0, 3).Put(width, 8).Put(height, 8);
-    } else if (!done) {
-        bits.Put(1, 3).Put(width, 16).Put(height, 16);
-    }
-    bits.Put(type, 2).Put(0, 1).Put(quantiser, 5).Put(0, 1);
+    bits.Put(code, 3);
+    if (code == 0) bits.Put(width, 8).Put(height, 8);
+    if (code == 1) bits.Put(width, 16).Put(height, 16);
+    bits.Put(type, 2).Put(0, 1).Put(8, 5).Put(0, 1);
 }
 
 inline int MacroblockCount(int width, int height) {
@@ -49,10 +40,9 @@ inline int MacroblockCount(int width, int height) {
 
 // Every macroblock: MCBPC '1' (intra, no chroma coded), CBPY '0011' (no luma
 // coded), then the six INTRADC bytes.
-inline std::vector<uint8_t> IntraFrame(int width, int height, const BlockDcs& dcs,
-                                       int quantiser = 8) {
+inline std::vector<uint8_t> IntraFrame(int width, int height, const BlockDcs& dcs) {
     BitWriter bits;
-    PutPictureHeader(bits, width, height, kIntra, quantiser);
+    PutPictureHeader(bits, width, height, kIntra);
     for (int mb = 0; mb < MacroblockCount(width, height); ++mb) {
         bits.Bits("1").Bits("0011");
         for (uint8_t dc : dcs) bits.Put(dc, 8);
@@ -60,26 +50,20 @@ inline std::vector<uint8_t> IntraFrame(int width, int height, const BlockDcs& dc
     return bits.AlignZero().bytes();
 }
 
-// An inter or disposable picture whose macroblocks are all skipped (COD 1).
+// An inter or disposable picture whose macroblocks are all skipped (COD 1), or
+// one of type 3: the header alone.
 inline std::vector<uint8_t> SkipFrame(int width, int height, int type = kInter) {
     BitWriter bits;
     PutPictureHeader(bits, width, height, type);
-    for (int mb = 0; mb < MacroblockCount(width, height); ++mb) bits.Put(1, 1);
-    return bits.AlignZero().bytes();
-}
-
-// A picture of type 3: the header alone.
-inline std::vector<uint8_t> EmptyFrame(int width, int height) {
-    BitWriter bits;
-    PutPictureHeader(bits, width, height, kEmpty);
+    if (type != kEmpty) {
+        for (int mb = 0; mb < MacroblockCount(width, height); ++mb) bits.Put(1, 1);
+    }
     return bits.AlignZero().bytes();
 }
 
 inline std::vector<uint8_t> Tagged(const std::vector<uint8_t>& frame, uint8_t tag = 0x12) {
-    std::vector<uint8_t> out;
-    out.reserve(frame.size() + 1);
-    out.push_back(tag);
-    out.insert(out.end(), frame.begin(), frame.end());
+    std::vector<uint8_t> out(frame.size() + 1, tag);
+    std::copy(frame.begin(), frame.end(), out.begin() + 1);
     return out;
 }
 

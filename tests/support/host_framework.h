@@ -3,6 +3,7 @@
 #ifndef VELTRANE_TESTS_HOST_FRAMEWORK_H
 #define VELTRANE_TESTS_HOST_FRAMEWORK_H
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -18,15 +19,11 @@ struct RecordingRegistrar : IComponentRegistrar {
     static int32_t Register(IComponentRegistrar* self, uint32_t id, uint32_t a, uint32_t b,
                             ComponentFactory factory) {
         auto* r = static_cast<RecordingRegistrar*>(self);
-        ++r->calls;
-        r->id = id;
-        r->arg3 = a;
-        r->arg4 = b;
+        r->calls.push_back({id, a, b});
         r->factory = factory;
         return r->result;
     }
-    int calls = 0;
-    uint32_t id = 0, arg3 = 0xFFFF, arg4 = 0xFFFF;
+    std::vector<std::array<uint32_t, 3>> calls;  // id and the two further arguments
     ComponentFactory factory = nullptr;
     int32_t result = 0;
 };
@@ -34,8 +31,7 @@ struct RecordingRegistrar : IComponentRegistrar {
 struct RecordingRegistry : IComponentRegistry {
     struct Call {
         IComponentRegistry* registry;
-        uint32_t id;
-        uint32_t reserved;
+        uint32_t id, reserved;
     };
     RecordingRegistry() {
         static const IComponentRegistryFunctions table = {nullptr, nullptr, nullptr, &Released};

@@ -26,7 +26,6 @@ public:
         record.flagPtr = &flag;
     }
     HostRequest(const HostRequest&) = delete;
-    HostRequest& operator=(const HostRequest&) = delete;
 
     // Gives the request a BGRA buffer of the host's current width and height,
     // with `padWords` spare words at the end of each row, filled with `fill`.

@@ -44,51 +44,36 @@ TEST(FrameDecoderTest, ReopensWhenThePictureSizeChanges) {
             }
         }
         EXPECT_EQ(decoder.reopenCount(), 2);
-        EXPECT_EQ(decoder.width(), 64);
     }
     EXPECT_EQ(allocator.liveBlocks(), 0);
 }
 
-TEST(FrameDecoderTest, AFailedFrameLeavesNoTraceForTheNextOne) {
-    auto stream = EncodeTestPattern(Config(48, 32), 4);
+// Failed frames of every kind leave the reference picture and the session intact.
+TEST(FrameDecoderTest, FailedFramesLeaveTheReferenceIntact) {
+    const auto stream = EncodeTestPattern(Config(48, 32), 4);
     std::vector<uint8_t> damaged = stream[2].frame.data;
     std::fill(damaged.begin() + static_cast<long>(damaged.size() / 3), damaged.end(), 0);
-    HostAllocator allocator;
-    FrameDecoder decoder(&allocator);
-    ASSERT_TRUE(decoder.Open(48, 32));
-    ASSERT_EQ(Decode(&decoder, stream[0].frame.data), 0);
-    ASSERT_EQ(Decode(&decoder, stream[1].frame.data), 0);
-    EXPECT_NE(Decode(&decoder, damaged), 0);
-    // Empty and garbage frames fail on their own as well.
-    EXPECT_EQ(Decode(&decoder, {}), kStatusBadData);
-    EXPECT_EQ(Decode(&decoder, {0xFF, 0xFF, 0xFF, 0xFF}), kStatusBadData);
-    // Frame 3 predicts from frame 1, which the failure left intact; the intra
-    // picture of a fresh stream decodes exactly.
-    EXPECT_EQ(Decode(&decoder, stream[3].frame.data), 0);
-    ASSERT_EQ(Decode(&decoder, stream[0].frame.data), 0);
-    ExpectPicture(decoder, stream[0].reconstruction, 0);
-}
+    std::vector<uint8_t> brokenIntra = EncodeTestPattern(Config(32, 32), 1)[0].frame.data;
+    brokenIntra.resize(brokenIntra.size() / 2);
+    std::vector<uint8_t> otherSizeInter = stream[2].frame.data;
+    otherSizeInter[4] ^= 0x04;  // bit 37, inside the 8-bit width field: 48 becomes 56
 
-TEST(FrameDecoderTest, InterFramesNeedAReferenceAndKeepIt) {
-    const auto stream = EncodeTestPattern(Config(48, 32), 3);
-    const auto other = EncodeTestPattern(Config(32, 32), 1);
-    std::vector<uint8_t> damagedIntra = other[0].frame.data;
-    damagedIntra.resize(damagedIntra.size() / 2);
     HostAllocator allocator;
     FrameDecoder decoder(&allocator);
     ASSERT_TRUE(decoder.Open(48, 32));
     EXPECT_EQ(Decode(&decoder, stream[1].frame.data), kStatusNoReference);
     ASSERT_EQ(Decode(&decoder, stream[0].frame.data), 0);
     ASSERT_EQ(Decode(&decoder, stream[1].frame.data), 0);
-    // A broken intra picture of another size fails in a session of its own...
-    EXPECT_EQ(Decode(&decoder, damagedIntra), kStatusOutOfData);
+    EXPECT_NE(Decode(&decoder, damaged), 0);
+    EXPECT_EQ(Decode(&decoder, {}), kStatusBadData);
+    EXPECT_EQ(Decode(&decoder, {0xFF, 0xFF, 0xFF, 0xFF}), kStatusBadData);
+    // A broken intra picture of another size fails in a session of its own;
+    // an inter picture of another size is refused outright.
+    EXPECT_EQ(Decode(&decoder, brokenIntra), kStatusOutOfData);
+    EXPECT_EQ(Decode(&decoder, otherSizeInter), kStatusNoReference);
     EXPECT_EQ(decoder.width(), 48);
     EXPECT_EQ(decoder.reopenCount(), 0);
-    // ...and an inter picture of another size is refused outright.
-    std::vector<uint8_t> otherInter = stream[2].frame.data;
-    otherInter[4] ^= 0x04;  // bit 37, inside the 8-bit width field: 48 becomes 56
-    EXPECT_EQ(Decode(&decoder, otherInter), kStatusNoReference);
-    // So the reference survives: frame 2 decodes exactly.
+    // Frame 2 predicts from frame 1, which none of the failures touched.
     ASSERT_EQ(Decode(&decoder, stream[2].frame.data), 0);
     ExpectPicture(decoder, stream[2].reconstruction, 2);
 }
@@ -102,12 +87,11 @@ TEST(FrameDecoderTest, RefusesSizesNoSessionCanHold) {
                                        0x00, 0x08, 0x05, 0x00, 0x00, 0x00};
     EXPECT_EQ(Decode(&decoder, huge), kStatusCannotOpen);
     EXPECT_EQ(decoder.refusedSize(), "5000x16");
-    const std::vector<uint8_t> empty = {0x00, 0x00, 0x80, 0x00, 0x80, 0x00,
-                                        0x00, 0x08, 0x05, 0x00, 0x00, 0x00};
+    std::vector<uint8_t> empty = huge;
+    empty[4] = 0x80;
+    empty[5] = 0x00;
     EXPECT_EQ(Decode(&decoder, empty), kStatusEmptyPicture);
     EXPECT_EQ(decoder.width(), 16);  // the old session is still there
-    EXPECT_EQ(DescribeStatus(kStatusOutOfData),
-              "frame data ends inside a field or code (status 4)");
 }
 
 TEST(FrameDecoderTest, OpenFailureLeaksNothing) {

@@ -3,6 +3,7 @@
 //   ivf_mangle truncate IN OUT BYTES    keep the first BYTES bytes (negative: drop the last -BYTES)
 //   ivf_mangle concat IN1 IN2 OUT       the frames of IN1, then those of IN2
 #include <cstdio>
+#include <filesystem>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -57,21 +58,12 @@ int Corrupt(const std::string& in, const std::string& out, size_t index) {
 }
 
 int Truncate(const std::string& in, const std::string& out, long bytes) {
-    std::FILE* src = std::fopen(in.c_str(), "rb");
-    std::FILE* dst = std::fopen(out.c_str(), "wb");
-    if (src == nullptr || dst == nullptr) return 1;
-    if (bytes < 0) {
-        std::fseek(src, 0, SEEK_END);
-        bytes += std::ftell(src);
-        std::fseek(src, 0, SEEK_SET);
-    }
-    for (long i = 0; i < bytes; ++i) {
-        const int c = std::fgetc(src);
-        if (c == EOF) break;
-        std::fputc(c, dst);
-    }
-    std::fclose(src);
-    return std::fclose(dst) == 0 ? 0 : 1;
+    std::error_code error;
+    std::filesystem::copy_file(in, out, std::filesystem::copy_options::overwrite_existing, error);
+    if (error) return 1;
+    const auto size = static_cast<long>(std::filesystem::file_size(out));
+    std::filesystem::resize_file(out, static_cast<uintmax_t>(bytes < 0 ? size + bytes : bytes), error);
+    return error ? 1 : 0;
 }
 
 int Concat(const std::string& first, const std::string& second, const std::string& out) {

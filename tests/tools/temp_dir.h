@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -17,18 +16,17 @@ namespace veltrane::tools::test {
 
 class TempDir {
 public:
-    TempDir() {
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        // The process id keeps concurrent runs of the same test apart.
-        path_ = std::filesystem::temp_directory_path() /
-                ("veltrane_tools_tests." + std::to_string(getpid())) /
-                (std::string(info->test_suite_name()) + "." + info->name());
+    // The process id keeps concurrent runs of the same test apart.
+    TempDir()
+        : path_(std::filesystem::temp_directory_path() /
+                ("veltrane_tools_tests." + std::to_string(getpid()) + "." +
+                 ::testing::UnitTest::GetInstance()->current_test_info()->name())) {
         std::filesystem::remove_all(path_);
         std::filesystem::create_directories(path_);
     }
     ~TempDir() {
         std::error_code ignored;
-        std::filesystem::remove_all(path_.parent_path(), ignored);
+        std::filesystem::remove_all(path_, ignored);
     }
     std::string File(const std::string& name) const { return (path_ / name).string(); }
 
@@ -42,9 +40,8 @@ inline std::vector<uint8_t> ReadBytes(const std::string& path) {
 }
 
 inline void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
-    std::ofstream out(path, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()),
-              static_cast<std::streamsize>(bytes.size()));
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
 }  // namespace veltrane::tools::test

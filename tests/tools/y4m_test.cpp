@@ -31,11 +31,9 @@ TEST(Y4mTest, RoundTripOfOddSizedPictures) {
     Y4mWriter writer;
     std::string error;
     ASSERT_TRUE(writer.Open(path, header, &error)) << error;
-    const YuvPicture first = Numbered(5, 3, 0), second = Numbered(5, 3, 7);
-    ASSERT_TRUE(writer.WritePicture(first, &error));
-    ASSERT_TRUE(writer.WritePicture(second, &error));
+    const YuvPicture pictures[] = {Numbered(5, 3, 0), Numbered(5, 3, 7)};
+    for (const YuvPicture& p : pictures) ASSERT_TRUE(writer.WritePicture(p, &error));
     ASSERT_TRUE(writer.Close(&error));
-
     // Chroma planes of a 5x3 picture are 3x2.
     const std::string headerLine = "YUV4MPEG2 W5 H3 F30000:1001 Ip A1:1 C420jpeg\n";
     EXPECT_EQ(ReadBytes(path).size(), headerLine.size() + 2 * (6 + 15 + 6 + 6));
@@ -45,11 +43,12 @@ TEST(Y4mTest, RoundTripOfOddSizedPictures) {
     EXPECT_EQ(reader.header().rateNumerator, 30000u);
     EXPECT_EQ(reader.header().rateDenominator, 1001u);
     YuvPicture read;
-    ASSERT_EQ(reader.ReadPicture(&read, &error), Y4mRead::kPicture);
-    EXPECT_EQ(read.y, first.y);
-    EXPECT_EQ(read.v, first.v);
-    ASSERT_EQ(reader.ReadPicture(&read, &error), Y4mRead::kPicture);
-    EXPECT_EQ(read.u, second.u);
+    for (const YuvPicture& p : pictures) {
+        ASSERT_EQ(reader.ReadPicture(&read, &error), Y4mRead::kPicture);
+        EXPECT_EQ(read.y, p.y);
+        EXPECT_EQ(read.u, p.u);
+        EXPECT_EQ(read.v, p.v);
+    }
     EXPECT_EQ(reader.ReadPicture(&read, &error), Y4mRead::kEnd);
 }
 
@@ -67,14 +66,12 @@ TEST(Y4mTest, HeaderParsing) {
     const struct {
         const char* line;
         const char* reason;
-    } bad[] = {{"YUV4MPEG W2 H2", "not a YUV4MPEG2 file"},
-               {"YUV4MPEG2X W2 H2", "not a YUV4MPEG2 file"},
+    } bad[] = {{"YUV4MPEG2X W2 H2", "not a YUV4MPEG2 file"},
                {"YUV4MPEG2 W2", "missing or unsupported picture size"},
                {"YUV4MPEG2 W0 H2", "missing or unsupported picture size"},
                {"YUV4MPEG2 Wx H2", "bad header field 'Wx'"},
                {"YUV4MPEG2 W2 H2 F25:0", "bad header field 'F25:0'"},
-               {"YUV4MPEG2 W2 H2 C444", "unsupported chroma format 'C444'"},
-               {"YUV4MPEG2 W2 H2 C420p10", "unsupported chroma format"}};
+               {"YUV4MPEG2 W2 H2 C420p10", "unsupported chroma format 'C420p10'"}};
     for (const auto& c : bad) {
         EXPECT_FALSE(ParseY4mHeader(c.line, &h, &error)) << c.line;
         EXPECT_NE(error.find(c.reason), std::string::npos) << c.line << ": " << error;
@@ -84,17 +81,16 @@ TEST(Y4mTest, HeaderParsing) {
 TEST(Y4mTest, DamagedFilesNameTheFrame) {
     TempDir dir;
     const std::string path = dir.File("bad.y4m");
-    const std::string header = "YUV4MPEG2 W2 H2 F25:1\n";
-    const std::string frame = "FRAME\n" + std::string(6, 'x');
+    const std::string start = "YUV4MPEG2 W2 H2 F25:1\nFRAME\n" + std::string(6, 'x');
     const struct {
-        std::string content;
+        std::string rest;
         const char* message;
-    } cases[] = {
-        {header + frame + "FRAME\nxxx", "frame 1: truncated picture data"},
-        {header + frame + "FRAMX\n" + std::string(6, 'x'), "frame 1: missing FRAME marker"},
-        {header + frame + "FRAME", "frame 1: truncated or overlong FRAME line"}};
+    } cases[] = {{"FRAME\nxxx", "frame 1: truncated picture data"},
+                 {"FRAMX\n" + std::string(6, 'x'), "frame 1: missing FRAME marker"},
+                 {"FRAME", "frame 1: truncated or overlong FRAME line"}};
     for (const auto& c : cases) {
-        WriteBytes(path, std::vector<uint8_t>(c.content.begin(), c.content.end()));
+        const std::string content = start + c.rest;
+        WriteBytes(path, std::vector<uint8_t>(content.begin(), content.end()));
         Y4mReader reader;
         std::string error;
         ASSERT_TRUE(reader.Open(path, &error)) << error;
@@ -103,20 +99,6 @@ TEST(Y4mTest, DamagedFilesNameTheFrame) {
         EXPECT_EQ(reader.ReadPicture(&picture, &error), Y4mRead::kError);
         EXPECT_EQ(error, path + ": " + c.message);
     }
-}
-
-TEST(Y4mTest, WriterRefusesASizeChange) {
-    TempDir dir;
-    Y4mHeader header;
-    header.width = header.height = 4;
-    Y4mWriter writer;
-    std::string error;
-    ASSERT_TRUE(writer.Open(dir.File("a.y4m"), header, &error));
-    EXPECT_TRUE(writer.WritePicture(Numbered(4, 4, 0), &error));
-    EXPECT_FALSE(writer.WritePicture(Numbered(4, 2, 0), &error));
-    EXPECT_NE(error.find("frame 1: picture size changes to 4x2 (the file is 4x4)"),
-              std::string::npos)
-        << error;
 }
 
 }  // namespace
