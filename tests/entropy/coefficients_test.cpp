@@ -191,16 +191,12 @@ TEST_F(Coefficients, EventsEscapesTruncationAndFailedLookups) {
         Event expected;
         uint32_t bitPos, error;
     } cases[] = {
-        {"v0 escape", 0, "0000011 0 000101 01111111", -1, {0, 5, 127}, 22, 0},
         {"v0 escape -128", 0, v0, -1, {1, 63, -128}, 22, 0},
-        {"v0 escape level 0", 0, "0000011 1 000010 00000000", -1, {1, 2, 0}, 22, 0},
         {"v1 7-bit -64", 1, v1Short, -1, {1, 3, -64}, 22, 0},
         {"v1 7-bit 63", 1, "0000011 0 0 111111 0111111", -1, {0, 63, 63}, 22, 0},
         {"v1 11-bit -1", 1, v1Long, -1, {1, 3, -1}, 26, 0},
-        {"v1 11-bit -1024", 1, "0000011 1 0 000000 10000000000", -1, {0, 0, -1024}, 26, 0},
         {"v1 11-bit 1023", 1, "0000011 1 0 000001 01111111111", -1, {0, 1, 1023}, 26, 0},
         // Cut short: the ESCAPE code and a format bit stay consumed, nothing else.
-        {"v0 cut after escape", 0, v0, 7, {0, 0, 0}, 7, 4},
         {"v0 one field bit short", 0, v0, 21, {0, 0, 0}, 7, 4},
         {"v1 cut after escape", 1, v1Long, 7, {0, 0, 0}, 7, 4},
         {"v1 7-bit one bit short", 1, v1Short, 21, {0, 0, 0}, 8, 4},
@@ -208,11 +204,9 @@ TEST_F(Coefficients, EventsEscapesTruncationAndFailedLookups) {
         {"v1 11-bit with 14 field bits", 1, v1Long, 22, {0, 0, 0}, 8, 4},
         // Sign bit missing: the code is consumed, the level stays positive.
         {"sign missing", 0, "10 1", 2, {0, 0, 1}, 2, 4},
-        {"sign missing, LAST", 1, "0111 1", 4, {1, 0, 1}, 4, 4},
         // Failed lookups end the block and consume nothing.
         {"no such code", 0, "000000000 1111111", -1, {1, 0, 0}, 0, 12},
         {"code cut", 0, "00000101 1111 0", 8, {1, 0, 0}, 0, 4},
-        {"escape code cut", 1, "0000011 1", 6, {1, 0, 0}, 0, 4},
     };
     for (const auto& c : cases) {
         BitWriter w;
@@ -221,11 +215,11 @@ TEST_F(Coefficients, EventsEscapesTruncationAndFailedLookups) {
         Event e{-1, -1, -1};
         veltrane::DecodeBlockCoefficients(decoder_->support, fifo_, c.version, &e.last, &e.run,
                                           &e.level);
-        EXPECT_EQ(e.last, c.expected.last) << c.name;
-        EXPECT_EQ(e.run, c.expected.run) << c.name;
-        EXPECT_EQ(e.level, c.expected.level) << c.name;
-        EXPECT_EQ(fifo_->bitPos, c.bitPos) << c.name;
-        EXPECT_EQ(fifo_->error, c.error) << c.name;
+        EXPECT_TRUE(e.last == c.expected.last && e.run == c.expected.run &&
+                    e.level == c.expected.level && fifo_->bitPos == c.bitPos &&
+                    fifo_->error == c.error)
+            << c.name << ": " << e.last << " " << e.run << " " << e.level << " at " << fifo_->bitPos
+            << " error " << fifo_->error;
     }
 }
 
@@ -249,17 +243,12 @@ TEST_F(Coefficients, BlocksMatchTheTransformOfTheirCoefficients) {
         {"intra, INTRADC 255 is 128", true, true, 0, 10, 255, {{0, 0, 2}, {1, 3, -1}}},
         {"intra, last at 63", true, true, 0, 7, 30, {{0, 5, 3}, {1, 56, -2}}},
         {"intra dense, version 1", true, true, 1, 3, 90, {dense.begin() + 1, dense.end()}},
-        {"intra, big levels", true, true, 1, 31, 200, {{0, 0, -1024}, {0, 2, 700}, {1, 0, 60}}},
-        {"inter DC only", false, true, 0, 10, 0, {{1, 0, 1}}},
         {"inter DC 1023 at 1", false, true, 1, 1, 0, {{1, 0, 1023}}},
         {"inter scan 1 alone", false, true, 0, 4, 0, {{1, 1, 6}}},
-        {"inter scan 8", false, true, 0, 5, 0, {{1, 8, 7}}},
         {"inter scan 0..8 at limits", false, true, 0, 31, 0, corner},
         {"inter scan 9", false, true, 0, 5, 0, {{0, 0, 2}, {1, 8, -7}}},
         {"inter scan 10", false, true, 0, 5, 0, {{1, 10, 9}}},
-        {"inter last at 63", false, true, 0, 2, 0, {{1, 63, 1}}},
         {"inter dense", false, true, 0, 9, 0, dense},
-        {"inter dense, version 1", false, true, 1, 12, 0, dense},
         {"inter escaped level 0", false, true, 1, 12, 0, {{0, 0, 3}, {1, 20, 0}}},
     };
     for (const auto& c : cases) {
@@ -291,20 +280,17 @@ TEST_F(Coefficients, BlocksMatchTheTransformOfTheirCoefficients) {
 // inter block cut before its sign bit keeps its positive level and ends.
 TEST_F(Coefficients, TruncatedBlocks) {
     BitWriter w;
-    w.Put(100, 8);
-    Feed(w, 7);
+    Feed(w.Put(100, 8), 7);
     Decode(true, 0, 0, 10);
-    std::array<unsigned char, 64> zeros{};
+    const std::array<unsigned char, 64> zeros{};
     ExpectBlock(pixels_, zeros.data(), kPixelMark);
     EXPECT_EQ(fifo_->bitPos, 0u);
     EXPECT_EQ(fifo_->error, 4u);
 
     BitWriter v;
-    v.Bits("10");
-    Feed(v);
+    Feed(v.Bits("10"));
     Decode(false, 1, 0, 10);
-    Block block{};
-    block[0] = 29;
+    Block block{29};
     std::array<int16_t, 64> expected;
     InvDctFixedPoint(block.data(), expected.data(), 8);
     ExpectBlock(residuals_, expected.data(), kResidualMark);
@@ -321,7 +307,6 @@ TEST_F(Coefficients, RunPast63AndUncodedInterLeaveTheDestination) {
         bool intra, coded;
         std::vector<Event> events;
     } cases[] = {
-        {"intra, first event", true, true, {{1, 63, 1}}},
         {"intra, after a coefficient", true, true, {{0, 40, 1}, {1, 30, 1}}},
         {"inter, after a coefficient at 63", false, true, {{0, 63, 1}, {0, 0, 1}}},
         {"inter, runs add up", false, true, {{0, 10, 1}, {1, 53, 2}}},
@@ -342,24 +327,19 @@ TEST_F(Coefficients, RunPast63AndUncodedInterLeaveTheDestination) {
     }
 }
 
-// Random data never makes a block write outside its 8x8 area or read past the
-// frame (the buffer is exactly as large as the frame).
+// Random data, intra and inter, never makes a block write outside its 8x8 area or
+// read past the frame (the buffer is exactly as large as the frame).
 TEST_F(Coefficients, RandomDataStaysInBounds) {
     uint32_t seed = 12345;
     auto next = [&seed] { return (seed = seed * 1103515245u + 12345u) >> 16; };
     for (int round = 0; round < 400; ++round) {
         BitWriter w;
-        const int bytes = 1 + next() % 24;
-        for (int i = 0; i < bytes; ++i) w.Put(next() & 0xFF, 8);
+        for (int i = 1 + next() % 24; i > 0; --i) w.Put(next() & 0xFF, 8);
         Feed(w, static_cast<long>(w.bitCount() - next() % 8));
-        const int version = next() & 1;
-        Decode(round & 1, 1, version, 1 + next() % 31);
+        Decode(round & 1, 1, next() & 1, 1 + next() % 31);
         ASSERT_LE(fifo_->bitPos, fifo_->bitCount);
-        for (int i = 0; i < static_cast<int>(pixels_.size()); ++i) {
-            if (Inside(i)) continue;
-            ASSERT_EQ(pixels_[i], kPixelMark);
-            ASSERT_EQ(residuals_[i], kResidualMark);
-        }
+        for (int i = 0; i < static_cast<int>(pixels_.size()); ++i)
+            ASSERT_TRUE(Inside(i) || (pixels_[i] == kPixelMark && residuals_[i] == kResidualMark));
     }
 }
 
@@ -369,7 +349,8 @@ TEST(BlockFills, FillTheBlockOnly) {
     pixels.fill(1);
     SetCurrfrmMean(pixels.data() + 14, 12, 200);
     for (int i = 0; i < 120; ++i) ASSERT_EQ(pixels[i], inside(i) ? 200 : 1) << i;
-    for (const auto& [value, stored] : {std::pair{300, 300}, {65535, -1}, {32768, -32768}, {0, 0}}) {
+    for (const auto& [value, stored] :
+         {std::pair{300, 300}, {65535, -1}, {32768, -32768}, {0, 0}}) {
         std::array<int16_t, 120> residuals;
         residuals.fill(7);
         value == 0 ? SetBlockZero(residuals.data() + 14, 12)

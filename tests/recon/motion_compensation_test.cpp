@@ -23,13 +23,15 @@ struct Store {
     std::vector<unsigned char> v = u;
 
     void Fill(std::mt19937& rng) {
-        for (auto* plane : {&y, &u, &v}) {
+        for (auto* plane : {&y, &u, &v})
             for (auto& s : *plane) s = rng() % 256;
-        }
     }
-    unsigned char* Y(int x, int y0) { return y.data() + (y0 + kBorder) * kYStride + x + kBorder; }
-    unsigned char* U(int x, int y0) { return u.data() + (y0 + kBorder) * kUvStride + x + kBorder; }
-    unsigned char* V(int x, int y0) { return v.data() + (y0 + kBorder) * kUvStride + x + kBorder; }
+    static unsigned char* At(std::vector<unsigned char>& p, int stride, int x, int y0) {
+        return p.data() + (y0 + kBorder) * stride + x + kBorder;
+    }
+    unsigned char* Y(int x, int y0) { return At(y, kYStride, x, y0); }
+    unsigned char* U(int x, int y0) { return At(u, kUvStride, x, y0); }
+    unsigned char* V(int x, int y0) { return At(v, kUvStride, x, y0); }
     bool operator==(const Store&) const = default;
 };
 
@@ -78,10 +80,11 @@ void ReferenceMacroblock(Store& ref, Store& cur, int x, int y, int type, const m
     const auto& [v0, v1, v2, v3] = mv.vectors;
     const int cx = type == 2 ? FourVectorChroma(v0.x + v1.x + v2.x + v3.x) : OneVectorChroma(v0.x);
     const int cy = type == 2 ? FourVectorChroma(v0.y + v1.y + v2.y + v3.y) : OneVectorChroma(v0.y);
-    ReferenceBlock(ref.U(x / 2, y / 2), cur.U(x / 2, y / 2), Store::kUvStride, cx, cy,
-                   mask & 0x20u ? coefficients + 256 : nullptr, 8);
-    ReferenceBlock(ref.V(x / 2, y / 2), cur.V(x / 2, y / 2), Store::kUvStride, cx, cy,
-                   mask & 0x10u ? coefficients + 320 : nullptr, 8);
+    for (int k = 0; k < 2; ++k) {
+        auto plane = k == 0 ? &Store::U : &Store::V;
+        ReferenceBlock((ref.*plane)(x / 2, y / 2), (cur.*plane)(x / 2, y / 2), Store::kUvStride, cx,
+                       cy, mask & (0x20u >> k) ? coefficients + 256 + 64 * k : nullptr, 8);
+    }
 }
 
 class MotionCompensationTest : public ::testing::Test {
@@ -96,9 +99,8 @@ protected:
     }
     // Half the residuals small, half over the whole int16 range.
     void FillCoefficients() {
-        for (auto& e : coefficients) {
+        for (auto& e : coefficients)
             e = static_cast<int16_t>(rng() % 2 ? rng() % 65536 - 32768 : rng() % 601 - 300);
-        }
     }
     int Run(int mb, unsigned mask) {
         const int x = mb % kMbColumns * 16, y = mb / kMbColumns * 16;
@@ -176,28 +178,35 @@ protected:
     }
 };
 
-// One-vector rule for components, four-vector rule for sums; four equal vectors
-// give what one of them gives.
+// Every component: types 0 and 1 apply the one-vector rule, four equal vectors
+// give the same; the rule checked at its rounding points; the four-vector rule
+// for sums spread unevenly over the blocks.
 TEST_F(ChromaVectorTest, OneAndFourVectorRules) {
-    const int one[][2] = {{-8, -4}, {-7, -3}, {-6, -3}, {-5, -3},   {-4, -2}, {-3, -1}, {-2, -1},
-                          {-1, -1}, {0, 0},   {1, 1},   {2, 1},     {3, 1},   {4, 2},   {5, 3},
-                          {6, 3},   {7, 3},   {8, 4},   {-32, -16}, {31, 15}};
-    for (const auto& [luma, chroma] : one) {
-        SetVectors(4, luma, -luma, 9, 9);
-        EXPECT_EQ(ChromaOf(0), std::make_pair(chroma, -chroma)) << luma;
-        EXPECT_EQ(ChromaOf(1), std::make_pair(chroma, -chroma)) << luma;
+    for (int v = -32; v < 32; ++v) {
+        SetVectors(4, v, -v, 9, 9);
+        const auto one = ChromaOf(0);
+        EXPECT_EQ(one, std::make_pair(OneVectorChroma(v), OneVectorChroma(-v))) << v;
+        EXPECT_EQ(ChromaOf(1), one) << v;
+        SetVectors(4, v, -v, v, -v);
+        EXPECT_EQ(ChromaOf(2), one) << v;
     }
-    const int four[][2] = {{0, 0},  {1, 0},  {2, 0},   {3, 1},    {13, 1},   {14, 2},
-                           {16, 2}, {17, 2}, {-3, -1}, {-19, -3}, {124, 15}, {-128, -16}};
+    for (const auto& [luma, chroma] : {std::pair{-7, -3},
+                                       {-5, -3},
+                                       {-4, -2},
+                                       {-1, -1},
+                                       {1, 1},
+                                       {2, 1},
+                                       {3, 1},
+                                       {6, 3},
+                                       {-32, -16},
+                                       {31, 15}})
+        EXPECT_EQ(OneVectorChroma(luma), chroma) << luma;
+    const int four[][2] = {{1, 0},  {2, 0},   {3, 1},    {13, 1},   {14, 2},
+                           {17, 2}, {-3, -1}, {-19, -3}, {124, 15}, {-128, -16}};
     for (const auto& [sum, chroma] : four) {
-        // Four components with the given sum, spread unevenly over the blocks.
         const int q = sum >= 0 ? sum / 4 : -((3 - sum) / 4), extra = sum - 4 * q;
         for (int k = 0; k < 4; ++k) vectors[4].vectors[k] = {q + (k < extra), q + (k >= 4 - extra)};
         EXPECT_EQ(ChromaOf(2), std::make_pair(chroma, chroma)) << sum;
-    }
-    for (int v = -32; v < 32; ++v) {
-        SetVectors(4, v, v, v, v);
-        EXPECT_EQ(ChromaOf(2), ChromaOf(0)) << v;
     }
 }
 
