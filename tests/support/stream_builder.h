@@ -3,6 +3,7 @@
 #ifndef VELTRANE_TESTS_STREAM_BUILDER_H
 #define VELTRANE_TESTS_STREAM_BUILDER_H
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
@@ -18,11 +19,9 @@ namespace veltrane::test {
 struct PictureFields {
     uint32_t version = 0;
     uint32_t temporalReference = 0;
-    uint32_t sourceFormat =
-        0;                // 0: 8-bit size fields, 1: 16-bit size fields, 2..6 fixed, 7 reserved
-    uint32_t width = 16;  // written for source formats 0 and 1 only
-    uint32_t height = 16;
-    uint32_t pictureType = 0;  // 0 intra, 1 inter, 2 disposable inter, 3 no macroblock data
+    uint32_t sourceFormat = 0;         // 0: 8-bit sizes, 1: 16-bit sizes, 2..6 fixed, 7 reserved
+    uint32_t width = 16, height = 16;  // written for source formats 0 and 1 only
+    uint32_t pictureType = 0;          // 0 intra, 1 inter, 2 disposable inter, 3 no macroblock data
     uint32_t deblocking = 0;
     uint32_t quantiser = 1;
     std::vector<uint8_t> extra;  // extra-information bytes
@@ -34,13 +33,9 @@ inline PictureFields FieldsForSize(uint32_t width, uint32_t height, uint32_t pic
                                    uint32_t quantiser = 1, uint32_t version = 0) {
     static const uint32_t kFixed[5][2] = {
         {352, 288}, {176, 144}, {128, 96}, {320, 240}, {160, 120}};
-    PictureFields f;
-    f.width = width;
-    f.height = height;
-    f.pictureType = pictureType;
-    f.quantiser = quantiser;
-    f.version = version;
-    f.sourceFormat = width <= 255 && height <= 255 ? 0 : 1;
+    PictureFields f{version, 0,         width <= 255 && height <= 255 ? 0u : 1u,
+                    width,   height,    pictureType,
+                    0,       quantiser, {}};
     for (uint32_t i = 0; i < 5; ++i) {
         if (kFixed[i][0] == width && kFixed[i][1] == height) f.sourceFormat = i + 2;
     }
@@ -105,8 +100,7 @@ inline void WriteEvents(BitWriter& w, uint32_t version, const std::vector<Event>
 }
 
 struct Vector {
-    int x = 0;
-    int y = 0;
+    int x = 0, y = 0;
 };
 
 // One macroblock. A block is coded when it has events. For P-picture inter
@@ -129,10 +123,7 @@ struct Macroblock {
         return bits;
     }
     int Cbpc() const { return (blocks[4].empty() ? 0 : 2) | (blocks[5].empty() ? 0 : 1); }
-    int Type() const {
-        static const int kTypes[] = {0, 0, 1, 2, 3, 4};
-        return kTypes[kind];
-    }
+    int Type() const { return kind == kSkip ? 0 : kind - 1; }
 };
 
 inline void WriteMacroblock(BitWriter& w, uint32_t version, bool pPicture, const Macroblock& mb) {
@@ -207,8 +198,8 @@ std::vector<uint8_t> FlatIntraPicture(const PictureFields& fields, int mbCount, 
 class ExactFrame {
 public:
     explicit ExactFrame(const std::vector<uint8_t>& bytes, size_t size = SIZE_MAX)
-        : size_(size < bytes.size() ? size : bytes.size()), data_(new uint8_t[size_]) {
-        for (size_t i = 0; i < size_; ++i) data_[i] = bytes[i];
+        : size_(std::min(size, bytes.size())), data_(new uint8_t[size_]) {
+        std::copy_n(bytes.begin(), size_, data_.get());
     }
     const uint8_t* data() const { return data_.get(); }
     size_t size() const { return size_; }
@@ -248,22 +239,12 @@ public:
 
     Macroblock RandomMacroblock(bool pPicture) {
         Macroblock mb;
-        const int pick = Uniform(0, 99);
-        if (!pPicture) {
-            mb.kind = pick < 80 ? Macroblock::kIntra : Macroblock::kIntraQ;
-        } else if (pick < 25) {
-            mb.kind = Macroblock::kSkip;
-        } else if (pick < 55) {
-            mb.kind = Macroblock::kInter;
-        } else if (pick < 65) {
-            mb.kind = Macroblock::kInterQ;
-        } else if (pick < 85) {
-            mb.kind = Macroblock::kInter4V;
-        } else if (pick < 95) {
-            mb.kind = Macroblock::kIntra;
-        } else {
-            mb.kind = Macroblock::kIntraQ;
-        }
+        // Percentages of the kinds, in the order of Macroblock::Kind.
+        static const int kIntraShare[] = {0, 0, 0, 0, 80, 20}, kPShare[] = {25, 30, 10, 20, 10, 5};
+        int pick = Uniform(0, 99), kind = 0;
+        while (pick >= (pPicture ? kPShare : kIntraShare)[kind])
+            pick -= (pPicture ? kPShare : kIntraShare)[kind++];
+        mb.kind = static_cast<Macroblock::Kind>(kind);
         mb.dquant = Uniform(0, 3);
         for (Vector& v : mb.mvd) {
             v.x = Uniform(0, 3) == 0 ? Uniform(-32, 31) : Uniform(-3, 3);
