@@ -15,20 +15,20 @@ bool ParseInt64(const std::string& text, int64_t* value) {
 
 }  // namespace
 
-CommandLine::CommandLine(std::vector<OptionSpec> specs) : specs_(std::move(specs)) {
-    specs_.push_back({"help", 'h', false});
+CommandLine::CommandLine(std::vector<OptionDef> options) : options_(std::move(options)) {
+    options_.push_back({"help", 'h', false});
 }
 
-const OptionSpec* CommandLine::Find(const std::string& name) const {
-    for (const OptionSpec& spec : specs_) {
-        if (name == spec.name) return &spec;
+const OptionDef* CommandLine::Find(const std::string& name) const {
+    for (const OptionDef& option : options_) {
+        if (name == option.name) return &option;
     }
     return nullptr;
 }
 
-const OptionSpec* CommandLine::FindShort(char name) const {
-    for (const OptionSpec& spec : specs_) {
-        if (spec.shortName != 0 && spec.shortName == name) return &spec;
+const OptionDef* CommandLine::FindShort(char name) const {
+    for (const OptionDef& option : options_) {
+        if (option.shortName != 0 && option.shortName == name) return &option;
     }
     return nullptr;
 }
@@ -45,27 +45,27 @@ bool CommandLine::Parse(int argc, char** argv, std::string* error) {
             optionsEnded = true;
             continue;
         }
-        const OptionSpec* spec = nullptr;
+        const OptionDef* option = nullptr;
         std::string value;
         bool hasInlineValue = false;
         if (arg[1] == '-') {
             const size_t equals = arg.find('=');
-            spec =
+            option =
                 Find(arg.substr(2, equals == std::string::npos ? std::string::npos : equals - 2));
             if (equals != std::string::npos) {
                 value = arg.substr(equals + 1);
                 hasInlineValue = true;
             }
         } else if (arg.size() == 2) {
-            spec = FindShort(arg[1]);
+            option = FindShort(arg[1]);
         }
-        if (spec == nullptr) {
+        if (option == nullptr) {
             *error = "unknown option '" + arg + "'";
             return false;
         }
-        if (!spec->takesValue) {
+        if (!option->takesValue) {
             if (hasInlineValue) {
-                *error = "option '--" + std::string(spec->name) + "' takes no value";
+                *error = "option '--" + std::string(option->name) + "' takes no value";
                 return false;
             }
         } else if (!hasInlineValue) {
@@ -75,7 +75,7 @@ bool CommandLine::Parse(int argc, char** argv, std::string* error) {
             }
             value = argv[++i];
         }
-        values_[spec->name] = value;
+        values_[option->name] = value;
     }
     return true;
 }

@@ -11,7 +11,7 @@
 
 namespace veltrane::tools {
 
-struct OptionSpec {
+struct OptionDef {
     const char* name;  // long name without the dashes, e.g. "frames"
     char shortName;    // e.g. 'o', or 0 for none
     bool takesValue;
@@ -22,7 +22,7 @@ enum ExitStatus { kExitOk = 0, kExitFailure = 1, kExitUsage = 2 };
 
 class CommandLine {
 public:
-    explicit CommandLine(std::vector<OptionSpec> specs);
+    explicit CommandLine(std::vector<OptionDef> options);
 
     // Parses the arguments that follow the command name. "--help" and "-h" are
     // always known. Errors name the offending argument.
@@ -41,10 +41,10 @@ public:
                    std::string* error) const;
 
 private:
-    const OptionSpec* Find(const std::string& name) const;
-    const OptionSpec* FindShort(char name) const;
+    const OptionDef* Find(const std::string& name) const;
+    const OptionDef* FindShort(char name) const;
 
-    std::vector<OptionSpec> specs_;
+    std::vector<OptionDef> options_;
     std::map<std::string, std::string> values_;
     std::vector<std::string> positional_;
 };
