@@ -3,9 +3,9 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
+#include "malloc_allocator.h"
 #include "veltrane/color.h"
 #include "veltrane/session.h"
 
@@ -13,10 +13,6 @@ namespace {
 
 constexpr int kWidth = 352;
 constexpr int kHeight = 288;
-
-void* MallocBlock(IAllocator*, size_t size) { return std::malloc(size); }
-void FreeBlock(IAllocator*, void* block) { std::free(block); }
-const IAllocatorFunctions kMallocFunctions = {&MallocBlock, &MallocBlock, &FreeBlock};
 
 // A picture with smooth gradients, some noise and a share of out-of-range
 // colours, so that the saturation fix-up runs as often as in real footage.
@@ -44,7 +40,6 @@ public:
                 v_[size_t(r) * (kWidth / 2) + c] = static_cast<unsigned char>(r * 2 + noise());
             }
         }
-        allocator_.functions = &kMallocFunctions;
         converter_ = OpenColorConverter(&allocator_);
         planes_ = {y_.data(), u_.data(), v_.data(), nullptr};
         session_ = {nullptr, converter_, kWidth, kHeight, &planes_, kWidth, kWidth / 2, 0, 1};
@@ -62,7 +57,7 @@ public:
 
 private:
     std::vector<unsigned char> y_, u_, v_, alpha_;
-    IAllocator allocator_{};
+    veltrane::bench::MallocAllocator allocator_;
     ColorConverter_t* converter_ = nullptr;
     DecompressPlanes_t planes_{};
     DecompressSession_t session_{};

@@ -4,9 +4,9 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
+#include "malloc_allocator.h"
 #include "veltrane/decoder.h"
 #include "veltrane_encoder/encoder.h"
 
@@ -38,17 +38,6 @@ struct Pattern {
     }
 };
 
-// Host allocator over malloc, for the benchmark only.
-struct MallocAllocator : IAllocator {
-    MallocAllocator() {
-        static const IAllocatorFunctions table = {
-            [](IAllocator*, size_t size) { return std::malloc(size); },
-            [](IAllocator*, size_t size) { return std::malloc(size); },
-            [](IAllocator*, void* block) { std::free(block); }};
-        functions = &table;
-    }
-};
-
 struct Streams {
     std::vector<uint8_t> intra, moving, still;
     Streams() {
@@ -77,7 +66,7 @@ const Streams& TheStreams() {
 
 void Decode(benchmark::State& state, const std::vector<uint8_t>& prefix,
             const std::vector<uint8_t>& frame) {
-    MallocAllocator allocator;
+    veltrane::bench::MallocAllocator allocator;
     void* decoder = nullptr;
     if (H263DecompressOpen(&decoder, kWidth, kHeight, &allocator) != 0) {
         state.SkipWithError("open failed");

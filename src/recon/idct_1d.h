@@ -43,6 +43,19 @@ inline uint32_t Wrap(int32_t value) { return static_cast<uint32_t>(value); }
 inline int32_t ColumnDcOutput(int32_t dc) { return static_cast<int32_t>(Wrap(dc) << 2); }
 inline int16_t RowDcOutput(int32_t dc) { return static_cast<int16_t>(Descale(Wrap(dc) + 16u, 5)); }
 
+// The last butterfly stage: y[k] = even[k] + odd[k] and y[7 - k] = even[k] - odd[k].
+inline void CombineHalves(uint32_t e0, uint32_t e1, uint32_t e2, uint32_t e3, uint32_t o0,
+                          uint32_t o1, uint32_t o2, uint32_t o3, uint32_t y[8]) {
+    y[0] = e0 + o0;
+    y[7] = e0 - o0;
+    y[1] = e1 + o1;
+    y[6] = e1 - o1;
+    y[2] = e2 + o2;
+    y[5] = e2 - o2;
+    y[3] = e3 + o3;
+    y[4] = e3 - o3;
+}
+
 // Raw outputs y[0..7] (before the shift) of the transform of x0..x7; `rounding`
 // is added to every output.
 inline void InverseButterflies(uint32_t x0, uint32_t x1, uint32_t x2, uint32_t x3, uint32_t x4,
@@ -78,14 +91,7 @@ inline void InverseButterflies(uint32_t x0, uint32_t x1, uint32_t x2, uint32_t x
     b2 += z2 + z3;
     b3 += z1 + z4;
 
-    y[0] = a10 + b3;
-    y[7] = a10 - b3;
-    y[1] = a11 + b2;
-    y[6] = a11 - b2;
-    y[2] = a12 + b1;
-    y[5] = a12 - b1;
-    y[3] = a13 + b0;
-    y[4] = a13 - b0;
+    CombineHalves(a10, a11, a12, a13, b3, b2, b1, b0, y);
 }
 
 // InverseButterflies with x4..x7 known to be 0. The combined factors are sums
@@ -106,14 +112,7 @@ inline void InverseButterflies4(uint32_t x0, uint32_t x1, uint32_t x2, uint32_t 
     const uint32_t b1 = z5 - kFix2_562915447 * x3 - kFix0_390180644 * x1;
     const uint32_t b0 = z5 - kFix0_899976223 * x1 - kFix1_961570560 * x3;
 
-    y[0] = a10 + b3;
-    y[7] = a10 - b3;
-    y[1] = a11 + b2;
-    y[6] = a11 - b2;
-    y[2] = a12 + b1;
-    y[5] = a12 - b1;
-    y[3] = a13 + b0;
-    y[4] = a13 - b0;
+    CombineHalves(a10, a11, a12, a13, b3, b2, b1, b0, y);
 }
 
 // InverseButterflies with only x0 and x1 possibly non-zero.
@@ -124,14 +123,7 @@ inline void InverseButterflies2(uint32_t x0, uint32_t x1, uint32_t rounding, uin
     const uint32_t b1 = 6437u * x1;   // 9633 - 3196
     const uint32_t b0 = 2260u * x1;   // 9633 - 7373
 
-    y[0] = t0 + b3;
-    y[7] = t0 - b3;
-    y[1] = t0 + b2;
-    y[6] = t0 - b2;
-    y[2] = t0 + b1;
-    y[5] = t0 - b1;
-    y[3] = t0 + b0;
-    y[4] = t0 - b0;
+    CombineHalves(t0, t0, t0, t0, b3, b2, b1, b0, y);
 }
 
 }  // namespace veltrane::idct

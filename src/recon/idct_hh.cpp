@@ -22,6 +22,7 @@
 #include "recon/idct_1d.h"
 #include "veltrane/recon.h"
 
+using veltrane::idct::CombineHalves;
 using veltrane::idct::Descale;
 using veltrane::idct::Wrap;
 
@@ -47,14 +48,7 @@ inline void HalfButterflies(uint32_t x0, uint32_t x1, uint32_t x2, uint32_t x3, 
     const uint32_t o1 = kCos3 * x1 - kSin1 * x3;
     const uint32_t o2 = kSin3 * x1 - kCos1 * x3;
     const uint32_t o3 = kSin1 * x1 - kSin3 * x3;
-    u[0] = e0 + o0;
-    u[7] = e0 - o0;
-    u[1] = e1 + o1;
-    u[6] = e1 - o1;
-    u[2] = e2 + o2;
-    u[5] = e2 - o2;
-    u[3] = e3 + o3;
-    u[4] = e3 - o3;
+    CombineHalves(e0, e1, e2, e3, o0, o1, o2, o3, u);
 }
 
 constexpr uint32_t kPass1Rounding = 1u << 15;
