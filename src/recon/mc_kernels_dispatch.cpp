@@ -22,67 +22,35 @@ inline int Phase(int mvx, int mvy) { return (mvx & 1) | ((mvy & 1) << 1); }
 
 // Block positions, plane origins and strides are multiples of 4, so the source
 // is word aligned exactly when the whole-sample horizontal displacement is.
-inline bool IsAligned(int mvx) { return ((mvx >> 1) & 3) == 0; }
+inline int IsAligned(int mvx) { return ((mvx >> 1) & 3) == 0 ? 1 : 0; }
+
+using ResidualKernel = void (*)(unsigned char*, int16_t*, unsigned char*, int, int);
+using PredictionKernel = void (*)(unsigned char*, unsigned char*, int);
+
+// Kernels by phase, then by alignment (unaligned, aligned).
+constexpr ResidualKernel kResidualKernels[4][2] = {
+    {AddIn8x8PlainCopyUnAligned, AddIn8x8PlainCopyAligned},
+    {AddIn8x8HorizInterpolate, AddIn8x8HorizInterpolate},
+    {AddIn8x8VertInterpolateUnaligned, AddIn8x8VertInterpolateAligned},
+    {AddIn8x8DiagonalInterpolate, AddIn8x8DiagonalInterpolate}};
+constexpr PredictionKernel kPredictionKernels[4][2] = {
+    {AddIn8x8PlainCopyUnAlignedZb, AddIn8x8PlainCopyAlignedZb},
+    {AddIn8x8HorizInterpolateUnalignedZb, AddIn8x8HorizInterpolateAlignedZb},
+    {AddIn8x8VertInterpolateUnAlignedZb, AddIn8x8VertInterpolateAlignedZb},
+    {AddIn8x8DiagonalInterpolateZb, AddIn8x8DiagonalInterpolateZb}};
 
 }  // namespace
 
 void CompensateBlock8x8(unsigned char* refPlane, int x, int y, int mvx, int mvy, unsigned char* dst,
                         int16_t* residual, int residualStride, int stride) {
-    unsigned char* src = DisplacedSource(refPlane, x, y, mvx, mvy, stride);
-    switch (Phase(mvx, mvy)) {
-        case 0:
-            if (IsAligned(mvx)) {
-                AddIn8x8PlainCopyAligned(src, residual, dst, stride, residualStride);
-            } else {
-                AddIn8x8PlainCopyUnAligned(src, residual, dst, stride, residualStride);
-            }
-            break;
-        case 1:
-            AddIn8x8HorizInterpolate(src, residual, dst, stride, residualStride);
-            break;
-        case 2:
-            if (IsAligned(mvx)) {
-                AddIn8x8VertInterpolateAligned(src, residual, dst, stride, residualStride);
-            } else {
-                AddIn8x8VertInterpolateUnaligned(src, residual, dst, stride, residualStride);
-            }
-            break;
-        default:
-            AddIn8x8DiagonalInterpolate(src, residual, dst, stride, residualStride);
-            break;
-    }
+    kResidualKernels[Phase(mvx, mvy)][IsAligned(mvx)](
+        DisplacedSource(refPlane, x, y, mvx, mvy, stride), residual, dst, stride, residualStride);
 }
 
 void CompensateBlock8x8Zb(unsigned char* refPlane, int x, int y, int mvx, int mvy,
                           unsigned char* dst, int stride) {
-    unsigned char* src = DisplacedSource(refPlane, x, y, mvx, mvy, stride);
-    const bool aligned = IsAligned(mvx);
-    switch (Phase(mvx, mvy)) {
-        case 0:
-            if (aligned) {
-                AddIn8x8PlainCopyAlignedZb(src, dst, stride);
-            } else {
-                AddIn8x8PlainCopyUnAlignedZb(src, dst, stride);
-            }
-            break;
-        case 1:
-            if (aligned) {
-                AddIn8x8HorizInterpolateAlignedZb(src, dst, stride);
-            } else {
-                AddIn8x8HorizInterpolateUnalignedZb(src, dst, stride);
-            }
-            break;
-        case 2:
-            if (aligned) {
-                AddIn8x8VertInterpolateAlignedZb(src, dst, stride);
-            } else {
-                AddIn8x8VertInterpolateUnAlignedZb(src, dst, stride);
-            }
-            break;
-        default:
-            AddIn8x8DiagonalInterpolateZb(src, dst, stride);
-            break;
-    }
+    kPredictionKernels[Phase(mvx, mvy)][IsAligned(mvx)](
+        DisplacedSource(refPlane, x, y, mvx, mvy, stride), dst, stride);
 }
 
 }  // namespace veltrane
