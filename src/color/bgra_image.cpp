@@ -1,82 +1,19 @@
 // Conversion of a whole 4:2:0 picture into a 32-bit BGRA image, optionally
-// with an alpha plane. Rows are done in pairs so that each chroma pair is read
-// once and its part of the sum is formed once for a 2x2 block.
+// with an alpha plane: the planar driver over the colour row kernels. Rows go
+// in pairs, so that each chroma row is read once for the two picture rows that
+// share it.
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
-#include "color/impact.h"
+#include "color/color_kernels.h"
 #include "veltrane/color.h"
 #include "veltrane/session.h"
 
 namespace {
 
-using veltrane::ChromaImpact;
-using veltrane::PackOpaque;
-using veltrane::PackWithAlpha;
-using veltrane::SaturateImpactSum;
-
-// One row of the picture: its luma samples, its alpha samples (unused without
-// an alpha plane) and the image row it goes to.
-struct Row {
-    const unsigned char* luma;
-    const unsigned char* alpha;
-    unsigned char* out;
-};
-
 unsigned char* ImageRow(const QXImage_t& image, int32_t row) {
     const ptrdiff_t index = image.bottomUp != 0 ? ptrdiff_t{image.height} - 1 - row : row;
     return image.pixels + index * image.rowBytes;
-}
-
-// Finishes the pixel at column `column` of `row` with the shared chroma part.
-template <bool kAlpha>
-inline void ConvertPixel(const ColorConverter_t& converter, uint32_t chroma, const Row& row,
-                         int32_t column) {
-    uint32_t word;
-    if constexpr (kAlpha) {
-        const uint32_t alpha = row.alpha[column];
-        // A transparent pixel needs no colour.
-        word = alpha == 0
-                   ? 0u
-                   : PackWithAlpha(SaturateImpactSum(converter.yImpact[row.luma[column]] + chroma),
-                                   alpha);
-    } else {
-        word = PackOpaque(SaturateImpactSum(converter.yImpact[row.luma[column]] + chroma));
-    }
-    std::memcpy(row.out + 4 * ptrdiff_t{column}, &word, sizeof(word));
-}
-
-template <bool kAlpha>
-void ConvertRowPair(const ColorConverter_t& converter, const Row& top, const Row& bottom,
-                    const unsigned char* u, const unsigned char* v, int32_t width) {
-    int32_t column = 0;
-    for (; column + 1 < width; column += 2) {
-        const uint32_t chroma = ChromaImpact(converter, *u++, *v++);
-        ConvertPixel<kAlpha>(converter, chroma, top, column);
-        ConvertPixel<kAlpha>(converter, chroma, top, column + 1);
-        ConvertPixel<kAlpha>(converter, chroma, bottom, column);
-        ConvertPixel<kAlpha>(converter, chroma, bottom, column + 1);
-    }
-    if (column < width) {
-        const uint32_t chroma = ChromaImpact(converter, *u, *v);
-        ConvertPixel<kAlpha>(converter, chroma, top, column);
-        ConvertPixel<kAlpha>(converter, chroma, bottom, column);
-    }
-}
-
-template <bool kAlpha>
-void ConvertSingleRow(const ColorConverter_t& converter, const Row& row, const unsigned char* u,
-                      const unsigned char* v, int32_t width) {
-    int32_t column = 0;
-    for (; column + 1 < width; column += 2) {
-        const uint32_t chroma = ChromaImpact(converter, *u++, *v++);
-        ConvertPixel<kAlpha>(converter, chroma, row, column);
-        ConvertPixel<kAlpha>(converter, chroma, row, column + 1);
-    }
-    if (column < width) {
-        ConvertPixel<kAlpha>(converter, ChromaImpact(converter, *u, *v), row, column);
-    }
 }
 
 template <bool kAlpha>
@@ -87,22 +24,29 @@ void ConvertPicture(const ColorConverter_t* converter, int width, int height, in
         (kAlpha && alpha == nullptr) || width <= 0 || height <= 0) {
         return;
     }
-    auto rowAt = [&](int32_t r) {
-        Row row{y + ptrdiff_t{r} * yStride, nullptr, ImageRow(*image, r)};
-        if constexpr (kAlpha) {
-            row.alpha = alpha + ptrdiff_t{r} * alphaStride;
-        }
-        return row;
-    };
+    const veltrane::ColorRowKernels& kernels = *veltrane::ActiveColorRowKernels();
+    auto luma = [&](int32_t r) { return y + ptrdiff_t{r} * yStride; };
+    auto alphaRow = [&](int32_t r) { return alpha + ptrdiff_t{r} * alphaStride; };
     int32_t r = 0;
     for (; r + 1 < height; r += 2) {
-        const ptrdiff_t chromaOffset = ptrdiff_t{r / 2} * uvStride;
-        ConvertRowPair<kAlpha>(*converter, rowAt(r), rowAt(r + 1), u + chromaOffset,
-                               v + chromaOffset, width);
+        const ptrdiff_t chroma = ptrdiff_t{r / 2} * uvStride;
+        if constexpr (kAlpha) {
+            kernels.bgraAlphaRowPair(converter, luma(r), luma(r + 1), alphaRow(r), alphaRow(r + 1),
+                                     u + chroma, v + chroma, ImageRow(*image, r),
+                                     ImageRow(*image, r + 1), width);
+        } else {
+            kernels.bgraRowPair(converter, luma(r), luma(r + 1), u + chroma, v + chroma,
+                                ImageRow(*image, r), ImageRow(*image, r + 1), width);
+        }
     }
     if (r < height) {
-        const ptrdiff_t chromaOffset = ptrdiff_t{r / 2} * uvStride;
-        ConvertSingleRow<kAlpha>(*converter, rowAt(r), u + chromaOffset, v + chromaOffset, width);
+        const ptrdiff_t chroma = ptrdiff_t{r / 2} * uvStride;
+        if constexpr (kAlpha) {
+            kernels.bgraAlphaRow(converter, luma(r), alphaRow(r), u + chroma, v + chroma,
+                                 ImageRow(*image, r), width);
+        } else {
+            kernels.bgraRow(converter, luma(r), u + chroma, v + chroma, ImageRow(*image, r), width);
+        }
     }
 }
 
@@ -114,7 +58,7 @@ int32_t CreateBGRAFromYUV(void* session, QXImage_t* image) {
         return 0;
     }
     if (image->format != kQXImageFormatBGRA32) {
-        return 50;
+        return kStatusBadImageFormat;
     }
     const DecompressPlanes_t& planes = *s->planes;
     if (planes.alpha != nullptr) {

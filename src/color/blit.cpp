@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "color/color_kernels.h"
 #include "color/impact.h"
 #include "veltrane/color.h"
 #include "veltrane/session.h"
@@ -47,42 +48,60 @@ ptrdiff_t ChromaOffset(int uvStride, int32_t column, int32_t row) {
     return ptrdiff_t{row / 2} * uvStride + column / 2;
 }
 
-// Converts `count` pixels of `row` from `column` on; store(i, s) writes pixel i
-// from its saturated sum.
-template <typename Store>
-inline void ConvertRun(const ColorConverter_t& converter, int yStride, int uvStride,
-                       const unsigned char* yPlane, const unsigned char* uPlane,
-                       const unsigned char* vPlane, int count, int32_t column, int32_t row,
-                       Store store) {
-    if (count <= 0) {
-        return;
-    }
-    const unsigned char* luma = yPlane + LumaOffset(yStride, column, row);
+// A run of `count` pixels of `row` from `column` on. A run that starts at an odd
+// column begins with the right-hand member of a chroma pair, converted alone;
+// the rest starts at an even column and goes to a row kernel.
+struct Run {
+    const unsigned char* luma;
+    const unsigned char* u;
+    const unsigned char* v;
+    bool oddStart;
+};
+
+Run RunAt(int yStride, int uvStride, const unsigned char* yPlane, const unsigned char* uPlane,
+          const unsigned char* vPlane, int32_t column, int32_t row) {
     const ptrdiff_t chromaOffset = ChromaOffset(uvStride, column, row);
-    const unsigned char* u = uPlane + chromaOffset;
-    const unsigned char* v = vPlane + chromaOffset;
-    int i = 0;
-    if (column % 2 != 0) {
-        // Right-hand member of a chroma pair whose left member lies outside the run.
-        store(0,
-              SaturateImpactSum(converter.yImpact[luma[0]] + ChromaImpact(converter, *u++, *v++)));
-        i = 1;
-    }
-    for (; i + 1 < count; i += 2) {
-        const uint32_t chroma = ChromaImpact(converter, *u++, *v++);
-        store(i, SaturateImpactSum(converter.yImpact[luma[i]] + chroma));
-        store(i + 1, SaturateImpactSum(converter.yImpact[luma[i + 1]] + chroma));
-    }
-    if (i < count) {
-        store(i, SaturateImpactSum(converter.yImpact[luma[i]] + ChromaImpact(converter, *u, *v)));
-    }
+    return {yPlane + LumaOffset(yStride, column, row), uPlane + chromaOffset, vPlane + chromaOffset,
+            column % 2 != 0};
+}
+
+uint32_t FirstOfOddRun(const ColorConverter_t& converter, const Run& run) {
+    return SaturateImpactSum(converter.yImpact[run.luma[0]] + ChromaImpact(converter, *run.u, *run.v));
 }
 
 template <int kFormat>
 void ConvertRun16(const Picture& picture, int count, int32_t column, int32_t row, uint16_t* dest) {
-    ConvertRun(*picture.converter, picture.yStride, picture.uvStride, picture.y, picture.u,
-               picture.v, count, column, row,
-               [dest](int i, uint32_t s) { dest[i] = Pack16<kFormat>(s); });
+    if (count <= 0) {
+        return;
+    }
+    const ColorConverter_t& converter = *picture.converter;
+    const Run run = RunAt(picture.yStride, picture.uvStride, picture.y, picture.u, picture.v,
+                          column, row);
+    int first = 0;
+    if (run.oddStart) {
+        dest[0] = Pack16<kFormat>(FirstOfOddRun(converter, run));
+        first = 1;
+    }
+    const unsigned char* luma = run.luma + first;
+    const unsigned char* u = run.u + first;
+    const unsigned char* v = run.v + first;
+    if constexpr (kFormat == ePixelFormatRGB555 || kFormat == ePixelFormatRGB565 ||
+                  kFormat == ePixelFormatARGB4444) {
+        constexpr int kLayout = kFormat == ePixelFormatRGB555   ? veltrane::kRgb555
+                                : kFormat == ePixelFormatRGB565 ? veltrane::kRgb565
+                                                                : veltrane::kArgb4444;
+        veltrane::ActiveColorRowKernels()->rgb16Row[kLayout](&converter, luma, u, v, dest + first,
+                                                             count - first);
+    } else {
+        for (int i = 0; i < count - first; i += 2) {
+            const uint32_t chroma = ChromaImpact(converter, u[i / 2], v[i / 2]);
+            dest[first + i] = Pack16<kFormat>(SaturateImpactSum(converter.yImpact[luma[i]] + chroma));
+            if (i + 1 < count - first) {
+                dest[first + i + 1] =
+                    Pack16<kFormat>(SaturateImpactSum(converter.yImpact[luma[i + 1]] + chroma));
+            }
+        }
+    }
 }
 
 uint32_t SaturatedSumAt(const ColorConverter_t& converter, int yStride, int uvStride,
@@ -189,8 +208,19 @@ void ConvertCharYUV12ToRGBASpan(const ColorConverter_t* converter, int /*width*/
         dest == nullptr) {
         return;
     }
-    ConvertRun(*converter, yStride, uvStride, yPlane, uPlane, vPlane, count, column, row,
-               [dest](int i, uint32_t s) { dest[i] = PackOpaque(s); });
+    if (count <= 0) {
+        return;
+    }
+    const Run run = RunAt(yStride, uvStride, yPlane, uPlane, vPlane, column, row);
+    int first = 0;
+    if (run.oddStart) {
+        dest[0] = PackOpaque(FirstOfOddRun(*converter, run));
+        first = 1;
+    }
+    veltrane::ActiveColorRowKernels()->bgraRow(converter, run.luma + first, run.u + first,
+                                               run.v + first,
+                                               reinterpret_cast<unsigned char*>(dest + first),
+                                               count - first);
 }
 
 void ConvertCharYUV12ToRGB16Single(const ColorConverter_t* converter, int /*width*/, int /*height*/,

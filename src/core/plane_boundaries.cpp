@@ -1,7 +1,9 @@
 // Extends a plane into its 16-sample border by replicating its edge samples, so
 // that motion vectors pointing outside the picture read defined samples.
+#include <cstddef>
 #include <cstring>
 
+#include "recon/mc_kernels.h"
 #include "veltrane/decoder.h"
 
 namespace {
@@ -12,16 +14,13 @@ void FillPlaneBoundaries(unsigned char* plane, int32_t width, int32_t height, in
     if (width <= 0 || height <= 0) {
         return;
     }
-    for (int32_t r = 0; r < height; ++r) {
-        unsigned char* row = plane + r * stride;
-        std::memset(row - kBorder, row[0], kBorder);
-        std::memset(row + width, row[width - 1], kBorder);
-    }
+    veltrane::ActiveMcKernels()->extendRowEdges(plane, width, height, stride);
     const size_t rowBytes = static_cast<size_t>(width) + 2 * kBorder;
     const unsigned char* first = plane - kBorder;
-    const unsigned char* last = plane + (height - 1) * stride - kBorder;
+    const unsigned char* last = plane + static_cast<ptrdiff_t>(height - 1) * stride - kBorder;
     for (int32_t r = 1; r <= kBorder; ++r) {
-        std::memcpy(plane - r * stride - kBorder, first, rowBytes);
-        std::memcpy(plane + (height - 1 + r) * stride - kBorder, last, rowBytes);
+        std::memcpy(plane - static_cast<ptrdiff_t>(r) * stride - kBorder, first, rowBytes);
+        std::memcpy(plane + static_cast<ptrdiff_t>(height - 1 + r) * stride - kBorder, last,
+                    rowBytes);
     }
 }

@@ -1,87 +1,106 @@
-// Block dispatch of motion compensation, and the word helpers that the 8x8
-// prediction kernels share.
+// The motion compensation kernel family: 8x8 and 16x16 prediction at the four
+// half-sample phases, prediction plus residual, residual add, block copies and
+// the border fill. One table per instruction set; the plain C table is the
+// reference twin of the others.
+//
+// `src` is the reference sample at the whole-sample position of the block's
+// top-left sample; the kernels read up to one column to the right and one row
+// below the block (horizontal, vertical and diagonal phases). `stride` serves
+// both the reference and the picture plane.
 #ifndef VELTRANE_RECON_MC_KERNELS_H
 #define VELTRANE_RECON_MC_KERNELS_H
 
-#include <bit>
+#include <cstddef>
 #include <cstdint>
-#include <cstring>
+
+#include "core/kernel_binding.h"
 
 namespace veltrane {
+
+// Phase index of a vector: bit 0 the horizontal half-sample flag, bit 1 the
+// vertical one.
+enum McPhase : int { kPhaseCopy = 0, kPhaseHoriz = 1, kPhaseVert = 2, kPhaseDiagonal = 3 };
+
+inline int McPhaseOf(int mvx, int mvy) { return (mvx & 1) | ((mvy & 1) << 1); }
+
+using PredictKernel = void (*)(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
+// dst = saturate(prediction + residual) in pairs; each 16-bit sum wraps, and the
+// samples written replace the residual.
+using PredictAddKernel = void (*)(const unsigned char* src, int16_t* residual,
+                                  ptrdiff_t residualStride, unsigned char* dst, ptrdiff_t stride);
+// As PredictAddKernel with the prediction already in dst.
+using AddResidualKernel = void (*)(int16_t* residual, ptrdiff_t residualStride, unsigned char* dst,
+                                   ptrdiff_t stride);
+using CopyKernel = void (*)(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
+// Sets the 16 bytes left and right of each of `height` rows to the row's edge samples.
+using ExtendRowEdgesKernel = void (*)(unsigned char* plane, int width, int height,
+                                      ptrdiff_t stride);
+
+struct McKernels {
+    PredictKernel predict8[4];  // by McPhase
+    PredictKernel predict16[4];
+    PredictAddKernel predictAdd8[4];
+    AddResidualKernel addResidual8;
+    CopyKernel copy8;
+    CopyKernel copy16;
+    ExtendRowEdgesKernel extendRowEdges;
+};
+
+// The plain kernels.
+void PredictCopy8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
+void PredictHoriz8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
+void PredictVert8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
+void PredictDiagonal8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
+void PredictCopy16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
+void PredictHoriz16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
+void PredictVert16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
+void PredictDiagonal16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
+void PredictAddCopy8C(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,
+                      unsigned char* dst, ptrdiff_t stride);
+void PredictAddHoriz8C(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,
+                       unsigned char* dst, ptrdiff_t stride);
+void PredictAddVert8C(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,
+                      unsigned char* dst, ptrdiff_t stride);
+void PredictAddDiagonal8C(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,
+                          unsigned char* dst, ptrdiff_t stride);
+void AddResidual8C(int16_t* residual, ptrdiff_t residualStride, unsigned char* dst,
+                   ptrdiff_t stride);
+void Copy8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
+void Copy16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
+void ExtendRowEdgesC(unsigned char* plane, int width, int height, ptrdiff_t stride);
+
+extern const McKernels kMcKernelsC;
+#if VELTRANE_X86_KERNELS
+extern const McKernels kMcKernelsSse2;  // also serves AVX2 processors: 8-sample rows gain nothing from wider registers
+#endif
+#if VELTRANE_NEON_KERNELS
+extern const McKernels kMcKernelsNeon;
+#endif
+
+// The best table for the given instruction sets.
+VELTRANE_LOAD_TIME KernelTableGetter<McKernels> SelectMcKernels(unsigned cpuFeatures);
+// The table bound for this processor.
+const McKernels* ActiveMcKernels();
 
 // Predicts the 8x8 block at (x, y) of the plane whose origin is refPlane from
 // the vector (mvx, mvy) in half samples of that plane, adds the residual
 // (residualStride values a row), saturates, and writes the block to dst. The
 // residual is overwritten with the samples written. stride serves both planes.
-void CompensateBlock8x8(unsigned char* refPlane, int x, int y, int mvx, int mvy, unsigned char* dst,
-                        int16_t* residual, int residualStride, int stride);
+void CompensateBlock8x8(const McKernels& kernels, unsigned char* refPlane, int x, int y, int mvx,
+                        int mvy, unsigned char* dst, int16_t* residual, int residualStride,
+                        int stride);
 
 // As CompensateBlock8x8 for a block without residual: dst receives the prediction.
-void CompensateBlock8x8Zb(unsigned char* refPlane, int x, int y, int mvx, int mvy,
-                          unsigned char* dst, int stride);
+void CompensateBlock8x8Zb(const McKernels& kernels, unsigned char* refPlane, int x, int y, int mvx,
+                          int mvy, unsigned char* dst, int stride);
 
-namespace mc {
-
-// Four bytes as one word, the byte at the lowest address in the low byte on
-// every host.
-inline uint32_t LoadBytes4(const unsigned char* p) {
-    uint32_t w;
-    std::memcpy(&w, p, 4);
-    if constexpr (std::endian::native == std::endian::big) {
-        w = (w >> 24) | ((w >> 8) & 0xFF00u) | ((w << 8) & 0xFF0000u) | (w << 24);
-    }
-    return w;
+// The reference sample at the whole-sample displaced position of a block's
+// top-left sample; the shifts round toward minus infinity, so -1 gives -1.
+inline const unsigned char* DisplacedSource(const unsigned char* refPlane, int x, int y, int mvx,
+                                            int mvy, ptrdiff_t stride) {
+    return refPlane + static_cast<ptrdiff_t>(y + (mvy >> 1)) * stride + (x + (mvx >> 1));
 }
 
-inline void StoreBytes4(unsigned char* p, uint32_t w) {
-    if constexpr (std::endian::native == std::endian::big) {
-        w = (w >> 24) | ((w >> 8) & 0xFF00u) | ((w << 8) & 0xFF0000u) | (w << 24);
-    }
-    std::memcpy(p, &w, 4);
-}
-
-// Two 16-bit values as one word, the left (lower-addressed) value in the low half.
-inline uint32_t LoadPair(const int16_t* p) {
-    uint32_t w;
-    std::memcpy(&w, p, 4);
-    if constexpr (std::endian::native == std::endian::big) {
-        w = (w >> 16) | (w << 16);
-    }
-    return w;
-}
-
-inline void StorePair(int16_t* p, uint32_t w) {
-    if constexpr (std::endian::native == std::endian::big) {
-        w = (w >> 16) | (w << 16);
-    }
-    std::memcpy(p, &w, 4);
-}
-
-// (a + b + 1) >> 1 in each of the four byte lanes.
-inline uint32_t AverageBytes(uint32_t a, uint32_t b) {
-    return (a | b) - (((a ^ b) >> 1) & 0x7F7F7F7Fu);
-}
-
-// Sums of horizontally adjacent samples for the diagonal average, per byte
-// lane, with the low two bits kept apart from the upper six so that adding
-// two rows and the rounding term never overflows a lane.
-struct AdjacentSum {
-    uint32_t low;
-    uint32_t high;
-};
-
-inline AdjacentSum SumAdjacent(uint32_t left, uint32_t right) {
-    return {(left & 0x03030303u) + (right & 0x03030303u),
-            ((left >> 2) & 0x3F3F3F3Fu) + ((right >> 2) & 0x3F3F3F3Fu)};
-}
-
-// (a + b + c + d + 2) >> 2 per byte lane, from the adjacent sums of two rows.
-inline uint32_t AverageRows(AdjacentSum above, AdjacentSum below) {
-    const uint32_t low = above.low + below.low + 0x02020202u;
-    return above.high + below.high + ((low >> 2) & 0x03030303u);
-}
-
-}  // namespace mc
 }  // namespace veltrane
 
 #endif

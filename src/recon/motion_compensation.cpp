@@ -1,50 +1,32 @@
 // Reconstruction of inter macroblocks: prediction of the six 8x8 blocks from
-// the reference store plus residual (MotionCompensation), the copy of a
-// not-coded macroblock (CopyRefMacroBlock), and the saturation of a whole
-// macroblock of 16-bit sums into a store (ClipMacroBlock).
+// the reference store plus residual (MotionCompensation), the prediction alone
+// for the picture loop (PredictMacroblock), the copy of a not-coded macroblock
+// (CopyRefMacroBlock), and the saturation of a whole macroblock of 16-bit sums
+// into a store (ClipMacroBlock).
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
+#include "recon/macroblock_prediction.h"
 #include "recon/mc_kernels.h"
+#include "recon/mc_word_ops.h"
 #include "recon/saturate.h"
 #include "veltrane/recon.h"
 
 namespace veltrane {
 namespace {
 
-// Chroma half-sample increment for the sixteenth-sample fraction of the sum of
-// four luma vector components.
-constexpr uint8_t kChromaRoundingTable[16] = {0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2};
+struct ChromaVector {
+    int x;
+    int y;
+};
 
-// Halving a luma vector gives quarter samples of chroma; quarter positions
-// move to the half-sample position between them.
-inline int ChromaComponentOneVector(int v) {
-    const int a = v < 0 ? -v : v;
-    const int c = (a >> 1) | ((a & 3) != 0 ? 1 : 0);
-    return v < 0 ? -c : c;
-}
-
-// `sum` is the sum of the four luma components, i.e. eight times the chroma
-// component in sixteenth samples.
-inline int ChromaComponentFourVectors(int sum) {
-    const int a = sum < 0 ? -sum : sum;
-    const int c = kChromaRoundingTable[a & 15] + 2 * (a >> 4);
-    return sum < 0 ? -c : c;
-}
-
-// Copies `rows` rows of `words` 32-bit words between two planes of one stride.
-inline void CopyWords(const unsigned char* src, unsigned char* dst, int stride, int rows,
-                      int words) {
-    for (int r = 0; r < rows; ++r) {
-        for (int w = 0; w < words; ++w) {
-            uint32_t word;
-            std::memcpy(&word, src + 4 * w, 4);
-            std::memcpy(dst + 4 * w, &word, 4);
-        }
-        src += stride;
-        dst += stride;
+ChromaVector ChromaVectorOf(const MotionVector_t* vectors, bool fourVectors) {
+    if (fourVectors) {
+        return {ChromaComponentFourVectors(vectors[0].x + vectors[1].x + vectors[2].x + vectors[3].x),
+                ChromaComponentFourVectors(vectors[0].y + vectors[1].y + vectors[2].y +
+                                           vectors[3].y)};
     }
+    return {ChromaComponentOneVector(vectors[0].x), ChromaComponentOneVector(vectors[0].y)};
 }
 
 // Saturates `rows` rows of `width` 16-bit values (a multiple of 4) to samples,
@@ -65,16 +47,42 @@ inline void ClipRows(int16_t* values, unsigned char* dst, int stride, int rows, 
 }
 
 }  // namespace
+
+void PredictMacroblock(const McKernels& kernels, unsigned char* const* refPlanes, int x, int y,
+                       const MotionVector_t* vectors, bool fourVectors, unsigned char* curY,
+                       unsigned char* curU, unsigned char* curV, int yStride, int uvStride) {
+    if (fourVectors) {
+        for (int k = 0; k < 4; ++k) {
+            const int dx = 8 * (k & 1);
+            const int dy = 8 * (k >> 1);
+            const MotionVector_t& mv = vectors[k];
+            kernels.predict8[McPhaseOf(mv.x, mv.y)](
+                DisplacedSource(refPlanes[0], x + dx, y + dy, mv.x, mv.y, yStride),
+                curY + static_cast<ptrdiff_t>(dy) * yStride + dx, yStride);
+        }
+    } else {
+        const MotionVector_t& mv = vectors[0];
+        kernels.predict16[McPhaseOf(mv.x, mv.y)](
+            DisplacedSource(refPlanes[0], x, y, mv.x, mv.y, yStride), curY, yStride);
+    }
+    const ChromaVector c = ChromaVectorOf(vectors, fourVectors);
+    const PredictKernel chroma = kernels.predict8[McPhaseOf(c.x, c.y)];
+    chroma(DisplacedSource(refPlanes[1], x / 2, y / 2, c.x, c.y, uvStride), curU, uvStride);
+    chroma(DisplacedSource(refPlanes[2], x / 2, y / 2, c.x, c.y, uvStride), curV, uvStride);
+}
+
 }  // namespace veltrane
 
 int MotionCompensation(int mbIndex, int x, int y, int16_t* mbTypes, macroblockvec_t* mbVectors,
                        unsigned char** refPlanes, unsigned char* curY, unsigned char* curU,
                        unsigned char* curV, int16_t* coefficients, int yStride, int uvStride,
                        unsigned int codedMask) {
+    using namespace veltrane;
     const int type = mbTypes[mbIndex];
     if (type < 0 || type > 2) {
         return kStatusBadMacroblockType;
     }
+    const McKernels& kernels = *ActiveMcKernels();
     const MotionVector_t* vectors = mbVectors[mbIndex].vectors;
     const bool fourVectors = type == 2;
 
@@ -85,49 +93,37 @@ int MotionCompensation(int mbIndex, int x, int y, int16_t* mbTypes, macroblockve
         const int dy = 8 * (k >> 1);
         unsigned char* dst = curY + static_cast<ptrdiff_t>(dy) * yStride + dx;
         if (codedMask & (8u >> k)) {
-            veltrane::CompensateBlock8x8(refPlanes[0], x + dx, y + dy, mv.x, mv.y, dst,
-                                         coefficients + 16 * dy + dx, 16, yStride);
+            CompensateBlock8x8(kernels, refPlanes[0], x + dx, y + dy, mv.x, mv.y, dst,
+                               coefficients + 16 * dy + dx, 16, yStride);
         } else {
-            veltrane::CompensateBlock8x8Zb(refPlanes[0], x + dx, y + dy, mv.x, mv.y, dst, yStride);
+            CompensateBlock8x8Zb(kernels, refPlanes[0], x + dx, y + dy, mv.x, mv.y, dst, yStride);
         }
     }
 
-    int cx;
-    int cy;
-    if (fourVectors) {
-        cx = veltrane::ChromaComponentFourVectors(vectors[0].x + vectors[1].x + vectors[2].x +
-                                                  vectors[3].x);
-        cy = veltrane::ChromaComponentFourVectors(vectors[0].y + vectors[1].y + vectors[2].y +
-                                                  vectors[3].y);
-    } else {
-        cx = veltrane::ChromaComponentOneVector(vectors[0].x);
-        cy = veltrane::ChromaComponentOneVector(vectors[0].y);
-    }
-
-    const int chromaX = x / 2;
-    const int chromaY = y / 2;
+    const ChromaVector c = ChromaVectorOf(vectors, fourVectors);
     if (codedMask & 0x20u) {
-        veltrane::CompensateBlock8x8(refPlanes[1], chromaX, chromaY, cx, cy, curU,
-                                     coefficients + 256, 8, uvStride);
+        CompensateBlock8x8(kernels, refPlanes[1], x / 2, y / 2, c.x, c.y, curU, coefficients + 256,
+                           8, uvStride);
     } else {
-        veltrane::CompensateBlock8x8Zb(refPlanes[1], chromaX, chromaY, cx, cy, curU, uvStride);
+        CompensateBlock8x8Zb(kernels, refPlanes[1], x / 2, y / 2, c.x, c.y, curU, uvStride);
     }
     if (codedMask & 0x10u) {
-        veltrane::CompensateBlock8x8(refPlanes[2], chromaX, chromaY, cx, cy, curV,
-                                     coefficients + 320, 8, uvStride);
+        CompensateBlock8x8(kernels, refPlanes[2], x / 2, y / 2, c.x, c.y, curV, coefficients + 320,
+                           8, uvStride);
     } else {
-        veltrane::CompensateBlock8x8Zb(refPlanes[2], chromaX, chromaY, cx, cy, curV, uvStride);
+        CompensateBlock8x8Zb(kernels, refPlanes[2], x / 2, y / 2, c.x, c.y, curV, uvStride);
     }
     return kStatusOk;
 }
 
 void CopyRefMacroBlock(unsigned char** refPlanes, int x, int y, unsigned char* curY,
                        unsigned char* curU, unsigned char* curV, int yStride, int uvStride) {
+    const veltrane::McKernels& kernels = *veltrane::ActiveMcKernels();
     const ptrdiff_t lumaOffset = static_cast<ptrdiff_t>(y) * yStride + x;
     const ptrdiff_t chromaOffset = static_cast<ptrdiff_t>(y / 2) * uvStride + x / 2;
-    veltrane::CopyWords(refPlanes[0] + lumaOffset, curY, yStride, 16, 4);
-    veltrane::CopyWords(refPlanes[1] + chromaOffset, curU, uvStride, 8, 2);
-    veltrane::CopyWords(refPlanes[2] + chromaOffset, curV, uvStride, 8, 2);
+    kernels.copy16(refPlanes[0] + lumaOffset, curY, yStride);
+    kernels.copy8(refPlanes[1] + chromaOffset, curU, uvStride);
+    kernels.copy8(refPlanes[2] + chromaOffset, curV, uvStride);
 }
 
 void ClipMacroBlock(unsigned char* curY, unsigned char* curU, unsigned char* curV,

@@ -1,12 +1,13 @@
-// The 8x8 prediction kernels that add a residual. Each row is predicted four
-// samples at a time in byte lanes, then added to the residual two samples at a
-// time in 16-bit lanes and saturated; the saturated samples go both to the
-// picture and back into the residual.
+// The plain prediction kernels that add a residual, and the residual add. Each
+// row is predicted four samples at a time in byte lanes, then added to the
+// residual two samples at a time in 16-bit lanes and saturated; the saturated
+// samples go both to the picture and back into the residual.
+#include <cstddef>
 #include <cstdint>
 
 #include "recon/mc_kernels.h"
+#include "recon/mc_word_ops.h"
 #include "recon/saturate.h"
-#include "veltrane/recon.h"
 
 namespace veltrane {
 namespace {
@@ -39,8 +40,10 @@ inline void AddResidualRow(uint32_t pred0, uint32_t pred1, int16_t* residual, un
     mc::StoreBytes4(dst + 4, out1);
 }
 
-inline void AddCopy(const unsigned char* src, int16_t* residual, unsigned char* dst, int stride,
-                    int residualStride) {
+}  // namespace
+
+void PredictAddCopy8C(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,
+                      unsigned char* dst, ptrdiff_t stride) {
     for (int r = 0; r < 8; ++r) {
         AddResidualRow(LoadBytes4(src), LoadBytes4(src + 4), residual, dst);
         src += stride;
@@ -49,8 +52,8 @@ inline void AddCopy(const unsigned char* src, int16_t* residual, unsigned char* 
     }
 }
 
-inline void AddHoriz(const unsigned char* src, int16_t* residual, unsigned char* dst, int stride,
-                     int residualStride) {
+void PredictAddHoriz8C(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,
+                       unsigned char* dst, ptrdiff_t stride) {
     for (int r = 0; r < 8; ++r) {
         const uint32_t pred0 = AverageBytes(LoadBytes4(src), LoadBytes4(src + 1));
         const uint32_t pred1 = AverageBytes(LoadBytes4(src + 4), LoadBytes4(src + 5));
@@ -63,8 +66,8 @@ inline void AddHoriz(const unsigned char* src, int16_t* residual, unsigned char*
 
 // Each reference row is loaded once and serves as the lower row of one output
 // row and the upper row of the next; the diagonal form keeps its adjacent sums.
-inline void AddVert(const unsigned char* src, int16_t* residual, unsigned char* dst, int stride,
-                    int residualStride) {
+void PredictAddVert8C(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,
+                      unsigned char* dst, ptrdiff_t stride) {
     uint32_t above0 = LoadBytes4(src);
     uint32_t above1 = LoadBytes4(src + 4);
     for (int r = 0; r < 8; ++r) {
@@ -79,8 +82,8 @@ inline void AddVert(const unsigned char* src, int16_t* residual, unsigned char* 
     }
 }
 
-inline void AddDiagonal(const unsigned char* src, int16_t* residual, unsigned char* dst, int stride,
-                        int residualStride) {
+void PredictAddDiagonal8C(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,
+                          unsigned char* dst, ptrdiff_t stride) {
     AdjacentSum above0 = SumAdjacent(LoadBytes4(src), LoadBytes4(src + 1));
     AdjacentSum above1 = SumAdjacent(LoadBytes4(src + 4), LoadBytes4(src + 5));
     for (int r = 0; r < 8; ++r) {
@@ -95,40 +98,13 @@ inline void AddDiagonal(const unsigned char* src, int16_t* residual, unsigned ch
     }
 }
 
-}  // namespace
+void AddResidual8C(int16_t* residual, ptrdiff_t residualStride, unsigned char* dst,
+                   ptrdiff_t stride) {
+    for (int r = 0; r < 8; ++r) {
+        AddResidualRow(LoadBytes4(dst), LoadBytes4(dst + 4), residual, dst);
+        dst += stride;
+        residual += residualStride;
+    }
+}
+
 }  // namespace veltrane
-
-using veltrane::AddCopy;
-using veltrane::AddDiagonal;
-using veltrane::AddHoriz;
-using veltrane::AddVert;
-
-void AddIn8x8PlainCopyAligned(unsigned char* src, int16_t* residual, unsigned char* dst, int stride,
-                              int residualStride) {
-    AddCopy(src, residual, dst, stride, residualStride);
-}
-
-void AddIn8x8PlainCopyUnAligned(unsigned char* src, int16_t* residual, unsigned char* dst,
-                                int stride, int residualStride) {
-    AddCopy(src, residual, dst, stride, residualStride);
-}
-
-void AddIn8x8HorizInterpolate(unsigned char* src, int16_t* residual, unsigned char* dst, int stride,
-                              int residualStride) {
-    AddHoriz(src, residual, dst, stride, residualStride);
-}
-
-void AddIn8x8VertInterpolateAligned(unsigned char* src, int16_t* residual, unsigned char* dst,
-                                    int stride, int residualStride) {
-    AddVert(src, residual, dst, stride, residualStride);
-}
-
-void AddIn8x8VertInterpolateUnaligned(unsigned char* src, int16_t* residual, unsigned char* dst,
-                                      int stride, int residualStride) {
-    AddVert(src, residual, dst, stride, residualStride);
-}
-
-void AddIn8x8DiagonalInterpolate(unsigned char* src, int16_t* residual, unsigned char* dst,
-                                 int stride, int residualStride) {
-    AddDiagonal(src, residual, dst, stride, residualStride);
-}

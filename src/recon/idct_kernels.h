@@ -1,0 +1,60 @@
+// The inverse transform kernel family: one table per instruction set, the
+// plain C table always there as the reference twin of the others.
+//
+// Kernels take 64 coefficients in row-major order as int16 (the decoder's
+// dequantised values lie within -2048..2047) and never write them.
+#ifndef VELTRANE_RECON_IDCT_KERNELS_H
+#define VELTRANE_RECON_IDCT_KERNELS_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "core/kernel_binding.h"
+
+namespace veltrane {
+
+using IdctToPixelsKernel = void (*)(const int16_t* coefficients, unsigned char* dst,
+                                    ptrdiff_t stride);
+using IdctToResidualKernel = void (*)(const int16_t* coefficients, int16_t* dst, ptrdiff_t stride);
+// dst holds the prediction; it receives saturate(prediction + transform), pairwise as
+// in motion compensation, and the same samples go to `samples` (samplesStride int16 a row).
+using IdctAddKernel = void (*)(const int16_t* coefficients, unsigned char* dst, ptrdiff_t stride,
+                               int16_t* samples, ptrdiff_t samplesStride);
+
+struct IdctKernels {
+    IdctToPixelsKernel toPixels;            // intra blocks
+    IdctToResidualKernel toResidual;        // any block
+    IdctToResidualKernel cornerToResidual;  // coefficients in the first ten zigzag positions
+    IdctAddKernel add;                      // any block
+    IdctAddKernel cornerAdd;                // coefficients in the first ten zigzag positions
+    IdctAddKernel dcAdd;                    // only coefficient 0
+};
+
+// The plain kernels.
+void IdctToPixelsC(const int16_t* coefficients, unsigned char* dst, ptrdiff_t stride);
+void IdctToResidualC(const int16_t* coefficients, int16_t* dst, ptrdiff_t stride);
+void IdctCornerToResidualC(const int16_t* coefficients, int16_t* dst, ptrdiff_t stride);
+void IdctAddC(const int16_t* coefficients, unsigned char* dst, ptrdiff_t stride, int16_t* samples,
+              ptrdiff_t samplesStride);
+void IdctCornerAddC(const int16_t* coefficients, unsigned char* dst, ptrdiff_t stride,
+                    int16_t* samples, ptrdiff_t samplesStride);
+void IdctDcAddC(const int16_t* coefficients, unsigned char* dst, ptrdiff_t stride, int16_t* samples,
+                ptrdiff_t samplesStride);
+
+extern const IdctKernels kIdctKernelsC;
+#if VELTRANE_X86_KERNELS
+extern const IdctKernels kIdctKernelsSse2;
+extern const IdctKernels kIdctKernelsAvx2;
+#endif
+#if VELTRANE_NEON_KERNELS
+extern const IdctKernels kIdctKernelsNeon;
+#endif
+
+// The best table for the given instruction sets.
+VELTRANE_LOAD_TIME KernelTableGetter<IdctKernels> SelectIdctKernels(unsigned cpuFeatures);
+// The table bound for this processor.
+const IdctKernels* ActiveIdctKernels();
+
+}  // namespace veltrane
+
+#endif

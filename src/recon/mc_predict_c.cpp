@@ -1,0 +1,124 @@
+// The plain prediction kernels for blocks without residual, the block copies
+// and the border fill. Rows are handled four samples at a time in the byte
+// lanes of a 32-bit word.
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "recon/mc_kernels.h"
+#include "recon/mc_word_ops.h"
+
+namespace veltrane {
+namespace {
+
+using mc::AdjacentSum;
+using mc::AverageBytes;
+using mc::AverageRows;
+using mc::LoadBytes4;
+using mc::StoreBytes4;
+using mc::SumAdjacent;
+
+template <int kWords>
+inline void CopyRows(const unsigned char* src, unsigned char* dst, ptrdiff_t stride, int rows) {
+    for (int r = 0; r < rows; ++r) {
+        for (int w = 0; w < kWords; ++w) {
+            StoreBytes4(dst + 4 * w, LoadBytes4(src + 4 * w));
+        }
+        src += stride;
+        dst += stride;
+    }
+}
+
+template <int kWords>
+inline void PredictHoriz(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    for (int r = 0; r < 4 * kWords; ++r) {
+        for (int w = 0; w < kWords; ++w) {
+            StoreBytes4(dst + 4 * w,
+                        AverageBytes(LoadBytes4(src + 4 * w), LoadBytes4(src + 4 * w + 1)));
+        }
+        src += stride;
+        dst += stride;
+    }
+}
+
+// Each reference row is loaded once and serves two output rows (for the
+// diagonal, its adjacent sums do).
+template <int kWords>
+inline void PredictVert(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    uint32_t above[kWords];
+    for (int w = 0; w < kWords; ++w) {
+        above[w] = LoadBytes4(src + 4 * w);
+    }
+    for (int r = 0; r < 4 * kWords; ++r) {
+        src += stride;
+        for (int w = 0; w < kWords; ++w) {
+            const uint32_t below = LoadBytes4(src + 4 * w);
+            StoreBytes4(dst + 4 * w, AverageBytes(above[w], below));
+            above[w] = below;
+        }
+        dst += stride;
+    }
+}
+
+template <int kWords>
+inline void PredictDiagonal(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    AdjacentSum above[kWords];
+    for (int w = 0; w < kWords; ++w) {
+        above[w] = SumAdjacent(LoadBytes4(src + 4 * w), LoadBytes4(src + 4 * w + 1));
+    }
+    for (int r = 0; r < 4 * kWords; ++r) {
+        src += stride;
+        for (int w = 0; w < kWords; ++w) {
+            const AdjacentSum below =
+                SumAdjacent(LoadBytes4(src + 4 * w), LoadBytes4(src + 4 * w + 1));
+            StoreBytes4(dst + 4 * w, AverageRows(above[w], below));
+            above[w] = below;
+        }
+        dst += stride;
+    }
+}
+
+}  // namespace
+
+void PredictCopy8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    CopyRows<2>(src, dst, stride, 8);
+}
+void PredictHoriz8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    PredictHoriz<2>(src, dst, stride);
+}
+void PredictVert8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    PredictVert<2>(src, dst, stride);
+}
+void PredictDiagonal8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    PredictDiagonal<2>(src, dst, stride);
+}
+
+void PredictCopy16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    CopyRows<4>(src, dst, stride, 16);
+}
+void PredictHoriz16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    PredictHoriz<4>(src, dst, stride);
+}
+void PredictVert16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    PredictVert<4>(src, dst, stride);
+}
+void PredictDiagonal16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    PredictDiagonal<4>(src, dst, stride);
+}
+
+void Copy8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    CopyRows<2>(src, dst, stride, 8);
+}
+void Copy16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    CopyRows<4>(src, dst, stride, 16);
+}
+
+void ExtendRowEdgesC(unsigned char* plane, int width, int height, ptrdiff_t stride) {
+    for (int r = 0; r < height; ++r) {
+        unsigned char* row = plane + r * stride;
+        std::memset(row - 16, row[0], 16);
+        std::memset(row + width, row[width - 1], 16);
+    }
+}
+
+}  // namespace veltrane

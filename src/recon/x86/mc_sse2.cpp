@@ -1,0 +1,233 @@
+// SSE2 motion compensation kernels. Half-sample averages of two samples use
+// pavgb, which rounds up exactly as (a + b + 1) >> 1; the four-sample diagonal
+// average and the residual sums are formed in 16-bit lanes.
+#include <emmintrin.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "recon/mc_kernels.h"
+
+namespace veltrane {
+namespace {
+
+inline __m128i Load8(const unsigned char* p) {
+    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+}
+inline __m128i Load16(const unsigned char* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+inline void Store8(unsigned char* p, __m128i v) {
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p), v);
+}
+inline void Store16(unsigned char* p, __m128i v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
+}
+
+// Eight samples of a row and their right-hand neighbours, summed in 16-bit lanes.
+inline __m128i PairSum8(const unsigned char* p) {
+    const __m128i zero = _mm_setzero_si128();
+    return _mm_add_epi16(_mm_unpacklo_epi8(Load8(p), zero), _mm_unpacklo_epi8(Load8(p + 1), zero));
+}
+
+// (above + below + 2) >> 2 of two pair sums, as bytes in the low half.
+inline __m128i DiagonalAverage(__m128i above, __m128i below) {
+    const __m128i sum = _mm_add_epi16(_mm_add_epi16(above, below), _mm_set1_epi16(2));
+    return _mm_srli_epi16(sum, 2);
+}
+
+// Predictions of eight samples, widened to 16 bits, for each phase.
+struct RowsCopy {
+    const unsigned char* src;
+    ptrdiff_t stride;
+    explicit RowsCopy(const unsigned char* s, ptrdiff_t st) : src(s), stride(st) {}
+    __m128i Next() {
+        const __m128i row = Load8(src);
+        src += stride;
+        return row;
+    }
+};
+
+struct RowsHoriz {
+    const unsigned char* src;
+    ptrdiff_t stride;
+    explicit RowsHoriz(const unsigned char* s, ptrdiff_t st) : src(s), stride(st) {}
+    __m128i Next() {
+        const __m128i row = _mm_avg_epu8(Load8(src), Load8(src + 1));
+        src += stride;
+        return row;
+    }
+};
+
+struct RowsVert {
+    const unsigned char* src;
+    ptrdiff_t stride;
+    __m128i above;
+    explicit RowsVert(const unsigned char* s, ptrdiff_t st) : src(s + st), stride(st), above(Load8(s)) {}
+    __m128i Next() {
+        const __m128i below = Load8(src);
+        const __m128i row = _mm_avg_epu8(above, below);
+        above = below;
+        src += stride;
+        return row;
+    }
+};
+
+struct RowsDiagonal {
+    const unsigned char* src;
+    ptrdiff_t stride;
+    __m128i above;
+    explicit RowsDiagonal(const unsigned char* s, ptrdiff_t st)
+        : src(s + st), stride(st), above(PairSum8(s)) {}
+    __m128i Next() {
+        const __m128i below = PairSum8(src);
+        const __m128i average = DiagonalAverage(above, below);
+        above = below;
+        src += stride;
+        return _mm_packus_epi16(average, average);
+    }
+};
+
+// Adds eight predicted samples (bytes in the low half) to eight residuals: sums
+// wrap to 16 bits; sums above 4095 become 0, the rest are clamped to 0..255
+// (what pairwise saturation gives). The samples go to dst and to the residual.
+inline void AddResidualRow(__m128i prediction, int16_t* residual, unsigned char* dst) {
+    const __m128i zero = _mm_setzero_si128();
+    __m128i* r = reinterpret_cast<__m128i*>(residual);
+    __m128i sum = _mm_add_epi16(_mm_unpacklo_epi8(prediction, zero), _mm_loadu_si128(r));
+    sum = _mm_andnot_si128(_mm_cmpgt_epi16(sum, _mm_set1_epi16(4095)), sum);
+    const __m128i samples = _mm_packus_epi16(sum, sum);
+    Store8(dst, samples);
+    _mm_storeu_si128(r, _mm_unpacklo_epi8(samples, zero));
+}
+
+template <typename Rows>
+inline void Predict8(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    Rows rows(src, stride);
+    for (int r = 0; r < 8; ++r, dst += stride) {
+        Store8(dst, rows.Next());
+    }
+}
+
+template <typename Rows>
+inline void PredictAdd8(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,
+                        unsigned char* dst, ptrdiff_t stride) {
+    Rows rows(src, stride);
+    for (int r = 0; r < 8; ++r, dst += stride, residual += residualStride) {
+        AddResidualRow(rows.Next(), residual, dst);
+    }
+}
+
+void PredictCopy8Sse2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    Predict8<RowsCopy>(src, dst, stride);
+}
+void PredictHoriz8Sse2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    Predict8<RowsHoriz>(src, dst, stride);
+}
+void PredictVert8Sse2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    Predict8<RowsVert>(src, dst, stride);
+}
+void PredictDiagonal8Sse2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    Predict8<RowsDiagonal>(src, dst, stride);
+}
+
+void PredictAddCopy8Sse2(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,
+                         unsigned char* dst, ptrdiff_t stride) {
+    PredictAdd8<RowsCopy>(src, residual, residualStride, dst, stride);
+}
+void PredictAddHoriz8Sse2(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,
+                          unsigned char* dst, ptrdiff_t stride) {
+    PredictAdd8<RowsHoriz>(src, residual, residualStride, dst, stride);
+}
+void PredictAddVert8Sse2(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,
+                         unsigned char* dst, ptrdiff_t stride) {
+    PredictAdd8<RowsVert>(src, residual, residualStride, dst, stride);
+}
+void PredictAddDiagonal8Sse2(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,
+                             unsigned char* dst, ptrdiff_t stride) {
+    PredictAdd8<RowsDiagonal>(src, residual, residualStride, dst, stride);
+}
+
+void AddResidual8Sse2(int16_t* residual, ptrdiff_t residualStride, unsigned char* dst,
+                      ptrdiff_t stride) {
+    for (int r = 0; r < 8; ++r, dst += stride, residual += residualStride) {
+        AddResidualRow(Load8(dst), residual, dst);
+    }
+}
+
+// 16x16 luma prediction, a whole row per register.
+void PredictCopy16Sse2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    for (int r = 0; r < 16; ++r, src += stride, dst += stride) {
+        Store16(dst, Load16(src));
+    }
+}
+
+void PredictHoriz16Sse2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    for (int r = 0; r < 16; ++r, src += stride, dst += stride) {
+        Store16(dst, _mm_avg_epu8(Load16(src), Load16(src + 1)));
+    }
+}
+
+void PredictVert16Sse2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    __m128i above = Load16(src);
+    for (int r = 0; r < 16; ++r, dst += stride) {
+        src += stride;
+        const __m128i below = Load16(src);
+        Store16(dst, _mm_avg_epu8(above, below));
+        above = below;
+    }
+}
+
+void PredictDiagonal16Sse2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    const __m128i zero = _mm_setzero_si128();
+    auto pairSums = [&](const unsigned char* p, __m128i& low, __m128i& high) {
+        const __m128i a = Load16(p);
+        const __m128i b = Load16(p + 1);
+        low = _mm_add_epi16(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero));
+        high = _mm_add_epi16(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero));
+    };
+    __m128i aboveLow;
+    __m128i aboveHigh;
+    pairSums(src, aboveLow, aboveHigh);
+    for (int r = 0; r < 16; ++r, dst += stride) {
+        src += stride;
+        __m128i belowLow;
+        __m128i belowHigh;
+        pairSums(src, belowLow, belowHigh);
+        Store16(dst, _mm_packus_epi16(DiagonalAverage(aboveLow, belowLow),
+                                      DiagonalAverage(aboveHigh, belowHigh)));
+        aboveLow = belowLow;
+        aboveHigh = belowHigh;
+    }
+}
+
+void Copy8Sse2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    for (int r = 0; r < 8; ++r, src += stride, dst += stride) {
+        Store8(dst, Load8(src));
+    }
+}
+
+void Copy16Sse2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    PredictCopy16Sse2(src, dst, stride);
+}
+
+void ExtendRowEdgesSse2(unsigned char* plane, int width, int height, ptrdiff_t stride) {
+    for (int r = 0; r < height; ++r, plane += stride) {
+        Store16(plane - 16, _mm_set1_epi8(static_cast<char>(plane[0])));
+        Store16(plane + width, _mm_set1_epi8(static_cast<char>(plane[width - 1])));
+    }
+}
+
+}  // namespace
+
+const McKernels kMcKernelsSse2 = {
+    {PredictCopy8Sse2, PredictHoriz8Sse2, PredictVert8Sse2, PredictDiagonal8Sse2},
+    {PredictCopy16Sse2, PredictHoriz16Sse2, PredictVert16Sse2, PredictDiagonal16Sse2},
+    {PredictAddCopy8Sse2, PredictAddHoriz8Sse2, PredictAddVert8Sse2, PredictAddDiagonal8Sse2},
+    AddResidual8Sse2,
+    Copy8Sse2,
+    Copy16Sse2,
+    ExtendRowEdgesSse2,
+};
+
+}  // namespace veltrane

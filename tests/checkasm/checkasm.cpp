@@ -1,0 +1,167 @@
+// The harness's driver: options, instruction sets, guarded memory, reporting and
+// timing. Usage: veltrane_checkasm [--bench] [--seed=N] [--filter=TEXT]
+#include "checkasm/checkasm.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "core/cpu_features.h"
+
+namespace veltrane::checkasm {
+
+const std::vector<InstructionSet>& SupportedInstructionSets() {
+    static const std::vector<InstructionSet> sets = [] {
+        const unsigned cpu = DetectCpuFeatures();
+        std::vector<InstructionSet> all;
+#if VELTRANE_X86_KERNELS
+        all.push_back({"sse2", kCpuSse2});
+        all.push_back({"avx2", kCpuSse2 | kCpuAvx2});
+#endif
+#if VELTRANE_NEON_KERNELS
+        all.push_back({"neon", kCpuNeon});
+#endif
+        std::vector<InstructionSet> supported;
+        for (const InstructionSet& set : all) {
+            if ((cpu & set.features) == set.features) {
+                supported.push_back(set);
+            }
+        }
+        return supported;
+    }();
+    return sets;
+}
+
+GuardedBuffer::GuardedBuffer(size_t size) : size_(size) {
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t dataPages = (size + page - 1) / page;
+    mappingSize_ = (dataPages + 1) * page;
+    void* mapping =
+        mmap(nullptr, mappingSize_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapping == MAP_FAILED) {
+        throw std::bad_alloc();
+    }
+    mapping_ = static_cast<unsigned char*>(mapping);
+    if (mprotect(mapping_ + dataPages * page, page, PROT_NONE) != 0) {
+        munmap(mapping_, mappingSize_);
+        throw std::bad_alloc();
+    }
+    data_ = mapping_ + dataPages * page - size;
+}
+
+GuardedBuffer::~GuardedBuffer() { munmap(mapping_, mappingSize_); }
+
+bool Checker::Wanted(const std::string& name) const {
+    return filter_.empty() || name.find(filter_) != std::string::npos;
+}
+
+void Checker::Fail(const std::string& kernel, const char* isa, const std::string& what) {
+    ++failures_;
+    std::printf("FAIL %s (%s): %s [--seed=%llu]\n", kernel.c_str(), isa, what.c_str(),
+                static_cast<unsigned long long>(seed_));
+}
+
+void Checker::Pass(const std::string& kernel, const char* isa) {
+    ++passes_;
+    if (!bench_) {
+        std::printf("ok   %s (%s)\n", kernel.c_str(), isa);
+    }
+}
+
+void Checker::Bench(const std::string& kernel, const char* isa, const std::function<void()>& c,
+                    const std::function<void()>& simd) {
+    if (!bench_) {
+        return;
+    }
+    using Clock = std::chrono::steady_clock;
+    // Enough calls per sample to lift the clock's resolution out of the figure.
+    auto timeCalls = [](const std::function<void()>& f, int calls) {
+        const auto start = Clock::now();
+        for (int i = 0; i < calls; ++i) f();
+        return std::chrono::duration<double, std::nano>(Clock::now() - start).count() / calls;
+    };
+    int calls = 1;
+    while (timeCalls(c, calls) * calls < 20000.0 && calls < (1 << 20)) calls *= 2;
+    constexpr int kRounds = 31;
+    std::vector<double> cTimes;
+    std::vector<double> simdTimes;
+    std::vector<double> ratios;
+    for (int round = 0; round < kRounds; ++round) {
+        const double tc = timeCalls(c, calls);
+        const double ts = timeCalls(simd, calls);
+        cTimes.push_back(tc);
+        simdTimes.push_back(ts);
+        ratios.push_back(tc / ts);
+    }
+    auto median = [](std::vector<double> v) {
+        std::nth_element(v.begin(), v.begin() + v.size() / 2, v.end());
+        return v[v.size() / 2];
+    };
+    std::printf("%-36s %-5s  C %9.1f ns  SIMD %9.1f ns  C/SIMD %6.2fx\n", kernel.c_str(), isa,
+                median(cTimes), median(simdTimes), median(ratios));
+}
+
+std::string CompareBytes(const unsigned char* expected, const unsigned char* actual, int width,
+                         int rows, ptrdiff_t stride) {
+    for (int r = 0; r < rows; ++r) {
+        for (int c = 0; c < width; ++c) {
+            const ptrdiff_t i = r * stride + c;
+            if (expected[i] != actual[i]) {
+                return "row " + std::to_string(r) + " column " + std::to_string(c) + ": expected " +
+                       std::to_string(expected[i]) + ", got " + std::to_string(actual[i]);
+            }
+        }
+    }
+    return {};
+}
+
+std::string CompareInt16(const int16_t* expected, const int16_t* actual, int width, int rows,
+                         ptrdiff_t stride) {
+    for (int r = 0; r < rows; ++r) {
+        for (int c = 0; c < width; ++c) {
+            const ptrdiff_t i = r * stride + c;
+            if (expected[i] != actual[i]) {
+                return "row " + std::to_string(r) + " column " + std::to_string(c) + ": expected " +
+                       std::to_string(expected[i]) + ", got " + std::to_string(actual[i]);
+            }
+        }
+    }
+    return {};
+}
+
+}  // namespace veltrane::checkasm
+
+int main(int argc, char** argv) {
+    using namespace veltrane::checkasm;
+    uint64_t seed = 0x5eed;
+    bool bench = false;
+    std::string filter;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--bench") == 0) {
+            bench = true;
+        } else if (std::strncmp(argv[i], "--seed=", 7) == 0) {
+            seed = std::strtoull(argv[i] + 7, nullptr, 0);
+        } else if (std::strncmp(argv[i], "--filter=", 9) == 0) {
+            filter = argv[i] + 9;
+        } else {
+            std::fprintf(stderr, "usage: %s [--bench] [--seed=N] [--filter=TEXT]\n", argv[0]);
+            return 2;
+        }
+    }
+    std::printf("instruction sets:");
+    for (const InstructionSet& set : SupportedInstructionSets()) std::printf(" %s", set.name);
+    std::printf("%s\n", SupportedInstructionSets().empty() ? " none (C only)" : "");
+
+    Checker checker(seed, bench, filter);
+    CheckIdctKernels(checker);
+    CheckMcKernels(checker);
+    CheckColorRowKernels(checker);
+    std::printf("%d kernels checked, %d failed\n", checker.passes() + checker.failures(),
+                checker.failures());
+    return checker.failures() == 0 ? 0 : 1;
+}
