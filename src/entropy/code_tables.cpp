@@ -7,7 +7,7 @@ namespace veltrane {
 
 // clang-format off
 
-const int16_t McbpcIntraCodes[2 + 2 * 9] = {
+constexpr int16_t McbpcIntraCodes[2 + 2 * 9] = {
     9, 0,
     1, 0b1,
     3, 0b001,
@@ -20,7 +20,7 @@ const int16_t McbpcIntraCodes[2 + 2 * 9] = {
     9, 0b000000001,
 };
 
-const int16_t McbpcInterCodes[2 + 2 * 21] = {
+constexpr int16_t McbpcInterCodes[2 + 2 * 21] = {
     21, 0,
     1, 0b1,
     4, 0b0011,
@@ -45,7 +45,7 @@ const int16_t McbpcInterCodes[2 + 2 * 21] = {
     9, 0b000000001,
 };
 
-const int16_t CbpyCodes[2 + 2 * 16] = {
+constexpr int16_t CbpyCodes[2 + 2 * 16] = {
     16, 0,
     4, 0b0011,
     5, 0b00101,
@@ -65,7 +65,7 @@ const int16_t CbpyCodes[2 + 2 * 16] = {
     2, 0b11,
 };
 
-const int16_t MvdCodes[2 + 2 * 64] = {
+constexpr int16_t MvdCodes[2 + 2 * 64] = {
     64, -32,
     13, 0b0000000000101,
     13, 0b0000000000111,
@@ -133,7 +133,7 @@ const int16_t MvdCodes[2 + 2 * 64] = {
     13, 0b0000000000110,
 };
 
-const int16_t TcoefCodes[2 + 2 * 103] = {
+constexpr int16_t TcoefCodes[2 + 2 * 103] = {
     103, 0,
     2, 0b10,
     4, 0b1111,
@@ -240,7 +240,7 @@ const int16_t TcoefCodes[2 + 2 * 103] = {
     7, 0b0000011,
 };
 
-const uint8_t TcoefRunTable[103] = {
+constexpr uint8_t TcoefRunTable[103] = {
     0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1,
     1, 1, 2, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5, 5, 5, 6,
     6, 6, 7, 7, 8, 8, 9, 9, 10, 10, 11, 12, 13, 14, 15, 16,
@@ -250,7 +250,7 @@ const uint8_t TcoefRunTable[103] = {
     35, 36, 37, 38, 39, 40, 0,
 };
 
-const uint8_t TcoefLevelTable[103] = {
+constexpr uint8_t TcoefLevelTable[103] = {
     1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 1, 2, 3, 4,
     5, 6, 1, 2, 3, 4, 1, 2, 3, 1, 2, 3, 1, 2, 3, 1,
     2, 3, 1, 2, 1, 2, 1, 2, 1, 2, 1, 1, 1, 1, 1, 1,
@@ -260,5 +260,96 @@ const uint8_t TcoefLevelTable[103] = {
     1, 1, 1, 1, 1, 1, 0,
 };
 // clang-format on
+
+}  // namespace veltrane
+
+// The flat lookup tables, built here at compile time from the tables above.
+#include "entropy/flat_code_tables.h"
+
+namespace veltrane {
+namespace {
+
+// Fills `table` from a static code table; a later code overwrites the entries
+// an earlier one filled, as the tree builder does. `valueOf(i)` is the value
+// stored for code i. Returns false if a code does not fit the table's shape.
+template <typename Table, typename ValueOf>
+constexpr bool FillFlat(Table& table, const int16_t* codes, ValueOf valueOf) {
+    constexpr int kRoot = Table::kRootBits;
+    constexpr int kSub = Table::kSubBits;
+    int subtables = 0;
+    for (int i = 0; i < codes[0]; ++i) {
+        const int length = codes[2 + 2 * i];
+        const auto bits = static_cast<uint32_t>(static_cast<uint16_t>(codes[3 + 2 * i]));
+        const FlatCodeEntry entry{valueOf(i), static_cast<uint8_t>(length), 0};
+        if (length <= kRoot) {
+            const uint32_t first = bits << (kRoot - length);
+            for (uint32_t k = first; k < first + (1u << (kRoot - length)); ++k) {
+                table.root[k].value = entry.value;
+                table.root[k].length = entry.length;
+            }
+            continue;
+        }
+        if (length - kRoot > kSub) {
+            return false;
+        }
+        FlatCodeEntry& link = table.root[bits >> (length - kRoot)];
+        if (link.subtable == 0) {
+            if (subtables == static_cast<int>(sizeof(table.sub) / sizeof(table.sub[0]))) {
+                return false;
+            }
+            link.subtable = static_cast<uint8_t>(++subtables);
+        }
+        const uint32_t rest = bits & ((1u << (length - kRoot)) - 1);
+        const uint32_t first = rest << (kSub - (length - kRoot));
+        for (uint32_t k = first; k < first + (1u << (kSub - (length - kRoot))); ++k) {
+            table.sub[link.subtable - 1][k] = entry;
+        }
+    }
+    return true;
+}
+
+template <typename Table>
+struct BuiltFlat {
+    Table table{};
+    bool fits = false;
+};
+
+template <typename Table>
+constexpr BuiltFlat<Table> BuildFlat(const int16_t* codes) {
+    BuiltFlat<Table> built;
+    const int16_t first = codes[1];
+    built.fits = FillFlat(built.table, codes, [first](int i) { return static_cast<int16_t>(first + i); });
+    return built;
+}
+
+constexpr BuiltFlat<TcoefFlatTable> BuildTcoefFlat() {
+    BuiltFlat<TcoefFlatTable> built;
+    auto event = [](int i) -> int16_t {
+        if (i == kTcoefEscape) {
+            return kTcoefEscapeEvent;
+        }
+        return static_cast<int16_t>(TcoefLevelTable[i] | (TcoefRunTable[i] << kTcoefEventRunShift) |
+                                    (i >= kTcoefFirstLast ? kTcoefEventLast : 0));
+    };
+    built.fits = FillFlat(built.table, TcoefCodes, event);
+    return built;
+}
+
+constexpr auto kBuiltMcbpcIntra = BuildFlat<McbpcIntraFlatTable>(McbpcIntraCodes);
+constexpr auto kBuiltMcbpcInter = BuildFlat<McbpcInterFlatTable>(McbpcInterCodes);
+constexpr auto kBuiltCbpy = BuildFlat<CbpyFlatTable>(CbpyCodes);
+constexpr auto kBuiltMvd = BuildFlat<MvdFlatTable>(MvdCodes);
+constexpr auto kBuiltTcoef = BuildTcoefFlat();
+static_assert(kBuiltMcbpcIntra.fits && kBuiltMcbpcInter.fits && kBuiltCbpy.fits && kBuiltMvd.fits &&
+                  kBuiltTcoef.fits,
+              "a code table does not fit the shape of its flat table");
+
+}  // namespace
+
+constexpr McbpcIntraFlatTable kMcbpcIntraFlat = kBuiltMcbpcIntra.table;
+constexpr McbpcInterFlatTable kMcbpcInterFlat = kBuiltMcbpcInter.table;
+constexpr CbpyFlatTable kCbpyFlat = kBuiltCbpy.table;
+constexpr MvdFlatTable kMvdFlat = kBuiltMvd.table;
+constexpr TcoefFlatTable kTcoefFlat = kBuiltTcoef.table;
 
 }  // namespace veltrane

@@ -1,12 +1,13 @@
-// Coefficient decoding of one 8x8 block: intra blocks straight into the frame
-// store as pixels, inter blocks into the residual buffer as 16-bit values.
+// Coefficient decoding of one 8x8 block: the exported block functions, and the
+// escape fields behind a TCOEF ESCAPE.
 #include "entropy/coefficients.h"
 
 #include <cstring>
 
-#include "core/bit_reader.h"
-#include "entropy/code_tables.h"
-#include "entropy/huffman.h"
+#include "core/bit_cursor.h"
+#include "entropy/block_decoding.h"
+#include "recon/idct_kernels.h"
+#include "recon/idct_passes.h"
 #include "veltrane/entropy.h"
 #include "veltrane/recon.h"
 
@@ -19,134 +20,78 @@ const uint8_t ZigzagScan[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 
 
 namespace {
 
-constexpr int kLastScanIndex = 63;
-constexpr uint32_t kIntraDcEscape = 255;  // stands for 128
-constexpr int kDcOnlyEnd = 1;             // scan end with only the DC coefficient
-constexpr int kCornerEnd = 9;             // scan ends up to here stay in the upper-left corner
-
 // Sign-extends the low `bits` bits of `value`.
 int SignExtend(uint32_t value, unsigned bits) {
     const uint32_t sign = 1u << (bits - 1);
     return static_cast<int>((value ^ sign) - sign);
 }
 
-// Reads the fields behind an ESCAPE. A frame that ends inside them records
-// error 4 and yields LAST 0, RUN 0, LEVEL 0.
-void ReadEscape(fifo_t* fifo, int version, int* last, int* run, int* level) {
-    *last = 0;
-    *run = 0;
-    *level = 0;
-    unsigned levelBits = 8;
-    if (version != 0) {
-        if (BitsLeft(fifo) == 0) {
-            fifo->error = kFifoErrorOutOfData;
-            return;
-        }
-        levelBits = ReadBit(fifo) ? 11 : 7;
-    }
-    const unsigned fieldBits = 1 + 6 + levelBits;
-    if (BitsLeft(fifo) < fieldBits) {
-        fifo->error = kFifoErrorOutOfData;
-        return;
-    }
-    const uint32_t fields = ReadBits(fifo, fieldBits);
-    *last = static_cast<int>(fields >> (fieldBits - 1));
-    *run = static_cast<int>((fields >> levelBits) & 63);
-    *level = SignExtend(fields & ((1u << levelBits) - 1), levelBits);
-}
-
-// Reads the events of one block into `block` (cleared by the caller) from scan
-// index `scan` on. Returns one past the scan index of the last coefficient, or
-// 0 when a run carried the index past 63 and the block is abandoned.
-int ReadBlockEvents(CVeltraneSupport* support, fifo_t* fifo, int version, int quant, int scan,
-                    int32_t* block) {
-    for (;;) {
-        int last;
-        int run;
-        int level;
-        DecodeBlockCoefficients(support, fifo, version, &last, &run, &level);
-        scan += run;
-        if (scan > kLastScanIndex) {
-            return 0;
-        }
-        block[ZigzagScan[scan]] = DequantiseLevel(level, quant);
-        ++scan;
-        if (last) {
-            return scan;
-        }
-    }
-}
-
 }  // namespace
 
-void DecodeBlockCoefficients(CVeltraneSupport* support, fifo_t* fifo, int version, int* last,
+TcoefEvent ReadEscapedEvent(BitCursor& bits, int version) {
+    unsigned levelBits = 8;
+    if (version != 0) {
+        if (bits.BitsLeft() == 0) {
+            bits.RecordError(kFifoErrorOutOfData);
+            return {0, 0, 0};
+        }
+        levelBits = bits.Read(1) ? 11 : 7;
+    }
+    const unsigned fieldBits = 1 + 6 + levelBits;
+    if (bits.BitsLeft() < fieldBits) {
+        bits.RecordError(kFifoErrorOutOfData);
+        return {0, 0, 0};
+    }
+    const uint32_t fields = bits.Read(fieldBits);
+    return {static_cast<int>(fields >> (fieldBits - 1)), static_cast<int>((fields >> levelBits) & 63),
+            SignExtend(fields & ((1u << levelBits) - 1), levelBits)};
+}
+
+// The decoder's trees and the flat tables map every bit pattern alike, so the
+// event is read through the flat TCOEF table.
+void DecodeBlockCoefficients(CVeltraneSupport* /*support*/, fifo_t* fifo, int version, int* last,
                              int* run, int* level) {
-    const auto* tree = static_cast<const HuffDecodeEntry_t*>(support->codeTables[kTcoefTable]);
-    int32_t index;
-    if (!HuffDecodeSymbol(fifo, tree, &index) || index > kTcoefEscape) {
-        *last = 1;
-        *run = 0;
-        *level = 0;
-        return;
-    }
-    if (index == kTcoefEscape) {
-        ReadEscape(fifo, version, last, run, level);
-        return;
-    }
-    *last = index >= kTcoefFirstLast ? 1 : 0;
-    *run = TcoefRunTable[index];
-    *level = TcoefLevelTable[index];
-    if (BitsLeft(fifo) == 0) {
-        fifo->error = kFifoErrorOutOfData;  // the sign is missing: keep the level positive
-        return;
-    }
-    if (ReadBit(fifo)) {
-        *level = -*level;
-    }
+    BitCursor bits(*fifo);
+    const TcoefEvent event = ReadTcoefEvent(bits, version);
+    bits.StoreTo(*fifo);
+    *last = event.last;
+    *run = event.run;
+    *level = event.level;
 }
 
 }  // namespace veltrane
 
-void DecompressIntraBlock(DecodeInstance_t* decoder, int32_t coded, fifo_t* fifo, int version,
+void DecompressIntraBlock(DecodeInstance_t* /*decoder*/, int32_t coded, fifo_t* fifo, int version,
                           int quant, unsigned char* dst, int stride) {
     using namespace veltrane;
-    uint32_t dc = 0;
-    if (BitsLeft(fifo) < 8) {
-        fifo->error = kFifoErrorOutOfData;
-    } else {
-        dc = ReadBits(fifo, 8);
-        if (dc == kIntraDcEscape) dc = 128;
-    }
-    if (!coded) {
-        SetCurrfrmMean(dst, stride, static_cast<int>(dc));
-        return;
-    }
-    int32_t block[64] = {};
-    block[0] = static_cast<int32_t>(8 * dc);
-    if (ReadBlockEvents(decoder->support, fifo, version, quant, 1, block) == 0) {
-        return;
-    }
-    InvDctFixedPointIntra(block, dst, stride);
+    BitCursor bits(*fifo);
+    DecodeIntraBlock(bits, *ActiveIdctKernels(), coded != 0, version, quant, dst, stride);
+    bits.StoreTo(*fifo);
 }
 
-void DecompressInterBlock(DecodeInstance_t* decoder, int32_t coded, fifo_t* fifo, int version,
+void DecompressInterBlock(DecodeInstance_t* /*decoder*/, int32_t coded, fifo_t* fifo, int version,
                           int quant, int16_t* dst, int stride) {
     using namespace veltrane;
     if (!coded) {
         return;
     }
-    int32_t block[64] = {};
-    const int end = ReadBlockEvents(decoder->support, fifo, version, quant, 0, block);
+    BitCursor bits(*fifo);
+    alignas(32) int16_t block[64] = {};
+    const int end = ReadBlockCoefficients(bits, version, quant, 0, block);
+    bits.StoreTo(*fifo);
     if (end == 0) {
         return;
     }
-    // The cheapest transform that the position of the last coefficient allows.
+    const IdctKernels& idct = *ActiveIdctKernels();
     if (end == kDcOnlyEnd) {
-        InvDct1FixedPoint(block, dst, stride);
+        const int16_t v = idct::DcOnlyOutput(block[0]);
+        for (int r = 0; r < 8; ++r) {
+            idct::FillRow(dst + static_cast<ptrdiff_t>(r) * stride, v);
+        }
     } else if (end <= kCornerEnd) {
-        InvDct10FixedPoint(block, dst, stride);
+        idct.cornerToResidual(block, dst, stride);
     } else {
-        InvDctFixedPoint(block, dst, stride);
+        idct.toResidual(block, dst, stride);
     }
 }
 

@@ -1,18 +1,15 @@
 // Motion vector decoding: MVD codes added to the median prediction, wrapped by 64.
 #include "entropy/motion_vectors.h"
 
+#include "core/macroblock_type.h"
 #include "entropy/code_tables.h"
-#include "entropy/huffman.h"
+#include "entropy/flat_code_tables.h"
 #include "veltrane/entropy.h"
 #include "veltrane/support.h"
 
 namespace veltrane {
 
 namespace {
-
-struct Candidate {
-    const MotionVector_t* vector;  // null when the macroblock is unavailable
-};
 
 constexpr MotionVector_t kZero = {0, 0};
 
@@ -26,7 +23,7 @@ int32_t Median(int32_t a, int32_t b, int32_t c) {
 // names the block used when the macroblock has four vectors.
 const MotionVector_t* Neighbour(const int16_t* mbTypes, const macroblockvec_t* mbVectors, int mb,
                                 int fourVector) {
-    return &mbVectors[mb].vectors[mbTypes[mb] == kFourVectorType ? fourVector : 0];
+    return &mbVectors[mb].vectors[mbTypes[mb] == kMacroblockInter4V ? fourVector : 0];
 }
 
 }  // namespace
@@ -82,25 +79,30 @@ void GetMotionVectorPredictor(int mbIndex, int position, int width, int firstRow
     *predictedY = Median(lv.y, av.y, rv.y);
 }
 
-}  // namespace veltrane
-
-void GetMotionVectors(DecodeInstance_t* decoder, int mbIndex, int16_t* mbTypes,
-                      macroblockvec_t* mbVectors, fifo_t* fifo, int width, int32_t firstRow) {
-    using namespace veltrane;
-    const auto* tree =
-        static_cast<const HuffDecodeEntry_t*>(decoder->support->codeTables[kMvdTable]);
-    const bool four = mbTypes[mbIndex] == kFourVectorType;
+void ReadMotionVectors(BitCursor& bits, int mbIndex, const int16_t* mbTypes,
+                       macroblockvec_t* mbVectors, int width, bool firstRow) {
+    const bool four = mbTypes[mbIndex] == kMacroblockInter4V;
     const int count = four ? 4 : 1;
     MotionVector_t* vectors = mbVectors[mbIndex].vectors;
     for (int k = 0; k < count; ++k) {
         // A failed lookup leaves the field as it was: the difference counts as 0.
-        HuffDecodeSymbol(fifo, tree, &vectors[k].x);
-        HuffDecodeSymbol(fifo, tree, &vectors[k].y);
+        bits.Decode(kMvdFlat, &vectors[k].x);
+        bits.Decode(kMvdFlat, &vectors[k].y);
         int px;
         int py;
-        GetMotionVectorPredictor(mbIndex, four ? k + 1 : kSingleVector, width, firstRow != 0,
+        GetMotionVectorPredictor(mbIndex, four ? k + 1 : kSingleVector, width, firstRow ? 1 : 0,
                                  mbTypes, mbVectors, &px, &py);
         vectors[k].x = WrapVector(vectors[k].x + px);
         vectors[k].y = WrapVector(vectors[k].y + py);
     }
+}
+
+}  // namespace veltrane
+
+// The decoder's MVD tree and the flat MVD table map every bit pattern alike.
+void GetMotionVectors(DecodeInstance_t* /*decoder*/, int mbIndex, int16_t* mbTypes,
+                      macroblockvec_t* mbVectors, fifo_t* fifo, int width, int32_t firstRow) {
+    veltrane::BitCursor bits(*fifo);
+    veltrane::ReadMotionVectors(bits, mbIndex, mbTypes, mbVectors, width, firstRow != 0);
+    bits.StoreTo(*fifo);
 }

@@ -1,0 +1,36 @@
+// The picture decoding loop behind H263DecompressFrame, and an internal variant
+// that also reports what it found in each macroblock, for tools that show the
+// structure of a stream. The exported path instantiates the loop with an
+// observer that does nothing, so it neither costs time nor allocates.
+#ifndef VELTRANE_CORE_PICTURE_DECODER_H
+#define VELTRANE_CORE_PICTURE_DECODER_H
+
+#include <cstdint>
+
+#include "veltrane/decoder.h"
+
+namespace veltrane {
+
+// One macroblock as the decoder read it.
+struct MacroblockRecord {
+    bool skipped;             // not coded (COD = 1): copied from the reference
+    int16_t type;             // 0..4 as the decoder keeps it (0 when skipped; intra picture: 3 or 4)
+    uint8_t quantiser;        // the quantiser in force at its end
+    uint8_t codedBlocks;      // blocks with coefficients: bits 3..0 luma 0..3, bit 5 Cb, bit 4 Cr
+    MotionVector_t vectors[4];  // inter: its vectors (a one-vector macroblock repeats its one vector)
+    uint32_t firstBit;        // stream position of its first bit (stuffing included)
+    uint32_t bitCount;        // bits it occupies
+};
+
+// H263DecompressFrame, recording every macroblock the loop reached into
+// `records` (room for the decoder's mbCount entries); `*recordCount` receives
+// how many it reached (all of them unless status 44 stopped the picture, none
+// for header errors and pictures without macroblock data).
+int32_t DecompressFrameRecordingMacroblocks(void* decoder, const unsigned char* frame,
+                                            int32_t size, unsigned char*** planes,
+                                            int32_t* yStride, int32_t* uvStride,
+                                            MacroblockRecord* records, int32_t* recordCount);
+
+}  // namespace veltrane
+
+#endif

@@ -1,0 +1,65 @@
+// Decoding of one 8x8 block at a bit cursor: the coefficient events, then the
+// cheapest inverse transform that the position of the last coefficient allows.
+// Shared by the picture loop and the exported block functions.
+#ifndef VELTRANE_ENTROPY_BLOCK_DECODING_H
+#define VELTRANE_ENTROPY_BLOCK_DECODING_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "core/bit_cursor.h"
+#include "entropy/coefficients.h"
+#include "recon/idct_kernels.h"
+#include "recon/mc_kernels.h"
+
+namespace veltrane {
+
+// Scan ends (one past the last coefficient's scan index) that allow a reduced
+// transform: only the DC coefficient, or coefficients only at scan indexes 0 to
+// 8, all in the upper-left corner.
+constexpr int kDcOnlyEnd = 1;
+constexpr int kCornerEnd = 9;
+
+// An intra block straight into the picture: filled with its DC when it carries
+// no coefficients, else transformed and saturated. A block whose runs overflow
+// the scan is abandoned and the picture keeps what it held.
+inline void DecodeIntraBlock(BitCursor& bits, const IdctKernels& idct, bool coded, int version,
+                             int quant, unsigned char* dst, ptrdiff_t stride) {
+    const int dc = ReadIntraDc(bits);
+    if (!coded) {
+        for (int r = 0; r < 8; ++r) {
+            std::memset(dst + r * stride, dc, 8);
+        }
+        return;
+    }
+    alignas(32) int16_t block[64] = {};
+    block[0] = static_cast<int16_t>(8 * dc);
+    if (ReadBlockCoefficients(bits, version, quant, 1, block) != 0) {
+        idct.toPixels(block, dst, stride);
+    }
+}
+
+// A coded inter block added to the prediction that dst holds; the samples also
+// go to the macroblock's residual buffer at `samples`, as motion compensation
+// leaves them there. An abandoned block adds what the buffer still holds.
+inline void DecodeInterBlockOntoPrediction(BitCursor& bits, const IdctKernels& idct,
+                                           const McKernels& mc, int version, int quant,
+                                           unsigned char* dst, ptrdiff_t stride, int16_t* samples,
+                                           ptrdiff_t samplesStride) {
+    alignas(32) int16_t block[64] = {};
+    const int end = ReadBlockCoefficients(bits, version, quant, 0, block);
+    if (end == 0) {
+        mc.addResidual8(samples, samplesStride, dst, stride);
+    } else if (end == kDcOnlyEnd) {
+        idct.dcAdd(block, dst, stride, samples, samplesStride);
+    } else if (end <= kCornerEnd) {
+        idct.cornerAdd(block, dst, stride, samples, samplesStride);
+    } else {
+        idct.add(block, dst, stride, samples, samplesStride);
+    }
+}
+
+}  // namespace veltrane
+
+#endif

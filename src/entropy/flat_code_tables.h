@@ -1,0 +1,58 @@
+// Flat lookup tables of the five codes, built at compile time from the same
+// static code tables as the decode trees and mapping every bit pattern exactly
+// as the trees do. The first kRootBits bits of the stream index the root; a code
+// longer than that continues in a subtable indexed by the next kSubBits bits.
+// Entries are four bytes: the TCOEF table takes 2 KB where its tree takes 18
+// nodes of 256 entries.
+#ifndef VELTRANE_ENTROPY_FLAT_CODE_TABLES_H
+#define VELTRANE_ENTROPY_FLAT_CODE_TABLES_H
+
+#include <cstdint>
+
+namespace veltrane {
+
+struct FlatCodeEntry {
+    int16_t value;     // the code's value (TCOEF: a packed event, see kTcoef*)
+    uint8_t length;    // total code length in bits; 0: no code begins with these bits
+    uint8_t subtable;  // 1 + index of the subtable holding longer codes, or 0
+};
+
+template <int kRootBits_, int kSubBits_, int kSubtables>
+struct FlatCodeTable {
+    static constexpr int kRootBits = kRootBits_;
+    static constexpr int kSubBits = kSubBits_;
+    FlatCodeEntry root[1 << kRootBits];
+    FlatCodeEntry sub[kSubtables > 0 ? kSubtables : 1][1 << kSubBits];
+};
+
+// TCOEF values packed into FlatCodeEntry::value: |LEVEL| in bits 0-7, RUN in
+// bits 8-13, LAST in bit 14; ESCAPE is kTcoefEscapeEvent.
+constexpr int kTcoefEventRunShift = 8;
+constexpr int kTcoefEventLast = 1 << 14;
+constexpr int16_t kTcoefEscapeEvent = -1;
+
+using McbpcIntraFlatTable = FlatCodeTable<9, 1, 0>;
+using McbpcInterFlatTable = FlatCodeTable<9, 1, 0>;
+using CbpyFlatTable = FlatCodeTable<6, 1, 0>;
+using MvdFlatTable = FlatCodeTable<8, 5, 6>;
+using TcoefFlatTable = FlatCodeTable<8, 4, 17>;
+
+extern const McbpcIntraFlatTable kMcbpcIntraFlat;
+extern const McbpcInterFlatTable kMcbpcInterFlat;
+extern const CbpyFlatTable kCbpyFlat;
+extern const MvdFlatTable kMvdFlat;
+extern const TcoefFlatTable kTcoefFlat;
+
+// The entry for the 32 bits that begin at the reader's position.
+template <typename Table>
+inline FlatCodeEntry LookUpFlat(const Table& table, uint32_t bits) {
+    FlatCodeEntry entry = table.root[bits >> (32 - Table::kRootBits)];
+    if (entry.subtable != 0) {
+        entry = table.sub[entry.subtable - 1][(bits << Table::kRootBits) >> (32 - Table::kSubBits)];
+    }
+    return entry;
+}
+
+}  // namespace veltrane
+
+#endif
