@@ -80,17 +80,39 @@ inline TcoefEvent ReadTcoefEvent(BitCursor& bits, int version) {
 // Reads the events of one block into `block` (zeroed by the caller) from scan
 // index `scan` on. Returns one past the scan index of the last coefficient, or
 // 0 when a run carried the index past 63 and the block is abandoned.
+//
+// An event from the table with its sign bit inside the frame takes the fast way:
+// its level (at most 12) cannot reach the dequantisation limits. Escapes, failed
+// lookups and a frame ending at the sign go through ReadTcoefEvent.
 inline int ReadBlockCoefficients(BitCursor& bits, int version, int quant, int scan,
                                  int16_t* block) {
+    const int twiceQuant = 2 * quant;
+    const int rounding = (quant & 1) ? quant : quant - 1;
     for (;;) {
-        const TcoefEvent event = ReadTcoefEvent(bits, version);
-        scan += event.run;
-        if (scan > 63) {
-            return 0;
+        const uint32_t word = bits.Peek();
+        const FlatCodeEntry entry = LookUpFlat(kTcoefFlat, word);
+        int last;
+        if (entry.length != 0 && entry.value >= 0 && entry.length < bits.BitsLeft()) {
+            bits.Skip(entry.length + 1u);
+            scan += (entry.value >> kTcoefEventRunShift) & 63;
+            if (scan > 63) {
+                return 0;
+            }
+            const int magnitude = twiceQuant * (entry.value & 0xFF) + rounding;
+            const bool negative = (word >> (31 - entry.length)) & 1;
+            block[ZigzagScan[scan]] = static_cast<int16_t>(negative ? -magnitude : magnitude);
+            last = entry.value & kTcoefEventLast;
+        } else {
+            const TcoefEvent event = ReadTcoefEvent(bits, version);
+            scan += event.run;
+            if (scan > 63) {
+                return 0;
+            }
+            block[ZigzagScan[scan]] = static_cast<int16_t>(DequantiseLevel(event.level, quant));
+            last = event.last;
         }
-        block[ZigzagScan[scan]] = static_cast<int16_t>(DequantiseLevel(event.level, quant));
         ++scan;
-        if (event.last) {
+        if (last) {
             return scan;
         }
     }
