@@ -3,6 +3,7 @@
 // with the same side tables the decoder keeps.
 #include <cstring>
 
+#include "core/macroblock_type.h"
 #include "entropy/code_tables.h"
 #include "entropy/motion_vectors.h"
 #include "macroblock_blocks.h"
@@ -14,8 +15,6 @@
 namespace veltrane::enc {
 
 namespace {
-
-enum MacroblockType : int16_t { kInter = 0, kInterQ = 1, kInter4V = 2, kIntra = 3, kIntraQ = 4 };
 
 struct MacroblockPosition {
     int index;
@@ -30,7 +29,8 @@ void PutHeader(PictureCoder& coder, int type, const CodedMacroblock& mb, bool in
     writer.Put(0, 1);  // COD: coded
     PutCode(writer, McbpcInterCodes, type * 4 + mb.cbpc);
     PutCode(writer, CbpyCodes, intra ? mb.cbpy : 15 - mb.cbpy);
-    if (type == kInterQ || type == kIntraQ) writer.Put(static_cast<uint32_t>(step.field), 2);
+    if (type == kMacroblockInterQ || type == kMacroblockIntraQ)
+        writer.Put(static_cast<uint32_t>(step.field), 2);
 }
 
 int MotionCompensate(PictureCoder& coder, const MacroblockPosition& mb, unsigned codedMask) {
@@ -46,7 +46,7 @@ void Skip(PictureCoder& coder, const MacroblockPosition& mb) {
     const BlockPointers cur = StoreBlocks(*coder.current, mb.x, mb.y);
     CopyRefMacroBlock(coder.reference->planes, mb.x, mb.y, cur.block[0], cur.block[4], cur.block[5],
                       coder.current->y.stride(), coder.current->u.stride());
-    (*coder.mbTypes)[static_cast<size_t>(mb.index)] = kInter;
+    (*coder.mbTypes)[static_cast<size_t>(mb.index)] = kMacroblockInter;
     ++coder.stats->skipped;
 }
 
@@ -57,11 +57,11 @@ void EncodeIntraMacroblock(PictureCoder& coder, const MacroblockPosition& mb,
     CodeIntraMacroblock(SourceBlocks(*coder.source, mb.x, mb.y),
                         StoreBlocks(*coder.current, mb.x, mb.y), coder.quant, coder.version,
                         &coded);
-    const int type = step.field >= 0 ? kIntraQ : kIntra;
+    const int type = step.field >= 0 ? kMacroblockIntraQ : kMacroblockIntra;
     (*coder.mbTypes)[static_cast<size_t>(mb.index)] = static_cast<int16_t>(type);
     PutHeader(coder, type, coded, true, step);
     WriteIntraBlocks(*coder.writer, coded, coder.version, coder.stats);
-    ++(type == kIntraQ ? coder.stats->intraQ : coder.stats->intra);
+    ++(type == kMacroblockIntraQ ? coder.stats->intraQ : coder.stats->intra);
     ++coder.stats->intraInP;
     coder.stats->clampedLevels += coded.clamped;
 }
@@ -72,7 +72,8 @@ void EncodeInterMacroblock(PictureCoder& coder, const MacroblockPosition& mb,
                            const ModeDecision& decision, QuantStep step) {
     const bool four = decision.mode == MacroblockMode::kInter4V;
     if (four) step = {coder.quant, -1};  // no DQUANT with four vectors
-    const int type = four ? kInter4V : (step.field >= 0 ? kInterQ : kInter);
+    const int type =
+        four ? kMacroblockInter4V : (step.field >= 0 ? kMacroblockInterQ : kMacroblockInter);
     const auto index = static_cast<size_t>(mb.index);
     (*coder.mbTypes)[index] = static_cast<int16_t>(type);
     MotionVector_t* own = (*coder.mbVectors)[index].vectors;
@@ -93,7 +94,7 @@ void EncodeInterMacroblock(PictureCoder& coder, const MacroblockPosition& mb,
     CodeInterMacroblock(SourceBlocks(*coder.source, mb.x, mb.y),
                         StoreBlocks(*coder.current, mb.x, mb.y), coder.quant, coder.version,
                         coder.residual, &coded);
-    if (type == kInter && own[0].x == 0 && own[0].y == 0 && coded.codedMask() == 0) {
+    if (type == kMacroblockInter && own[0].x == 0 && own[0].y == 0 && coded.codedMask() == 0) {
         Skip(coder, mb);
         return;
     }
@@ -101,7 +102,8 @@ void EncodeInterMacroblock(PictureCoder& coder, const MacroblockPosition& mb,
     for (int i = 0; i < (four ? 8 : 2); ++i) PutCode(*coder.writer, MvdCodes, mvd[i]);
     WriteInterBlocks(*coder.writer, coded, coder.version, coder.stats);
     MotionCompensate(coder, mb, coded.codedMask());
-    ++(four ? coder.stats->inter4v : (type == kInterQ ? coder.stats->interQ : coder.stats->inter));
+    ++(four ? coder.stats->inter4v
+            : (type == kMacroblockInterQ ? coder.stats->interQ : coder.stats->inter));
     coder.stats->clampedLevels += coded.clamped;
 }
 

@@ -193,6 +193,9 @@ public:
 // Component identifier of the video decompressor.
 enum { kVeltraneComponentId = 0x302 };
 
+// Results of the component and instance entries and of RegisterComponents.
+enum { kComponentOk = 0, kComponentFailed = -2 };
+
 // Registers the video decompressor's factory with the host; returns the registrar's result.
 extern "C" VELTRANE_API int32_t RegisterComponents(IComponentRegistrar* registrar);
 

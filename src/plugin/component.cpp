@@ -4,11 +4,6 @@
 
 #include "plugin/instance.h"
 
-namespace {
-constexpr int32_t kSuccess = 0;
-constexpr int32_t kFailure = -2;
-}  // namespace
-
 VideoDecompressorComponentBase::VideoDecompressorComponentBase()
     : IVideoDecompressorComponent{nullptr}, refCount(0), framework(nullptr), functionTable{} {}
 
@@ -40,7 +35,7 @@ int32_t VideoDecompressorComponentVeltrane::Initialize(CFFrameworkObject* framew
     functionTable.CreateDecompressor = &CreateDecompressor;
     functionTable.DestroyDecompressor = &DestroyDecompressor;
     functions = &functionTable;
-    return kSuccess;
+    return kComponentOk;
 }
 
 int32_t VideoDecompressorComponentVeltrane::GetUID() const { return kVeltraneComponentId; }
@@ -48,21 +43,21 @@ int32_t VideoDecompressorComponentVeltrane::GetUID() const { return kVeltraneCom
 int32_t VideoDecompressorComponentVeltrane::CreateComponentInstance(
     CFFrameworkObject* framework, IGenericComponentFunctions** functions,
     IGenericComponent** component) {
-    if (component == nullptr) return kFailure;
+    if (component == nullptr) return kComponentFailed;
     *component = nullptr;
     // A function table handed in cannot be served: the component brings its own.
-    if (functions != nullptr && *functions != nullptr) return kFailure;
-    if (framework == nullptr || framework->allocator == nullptr) return kFailure;
+    if (functions != nullptr && *functions != nullptr) return kComponentFailed;
+    if (framework == nullptr || framework->allocator == nullptr) return kComponentFailed;
     auto* object = new (framework->allocator) VideoDecompressorComponentVeltrane();
-    if (object == nullptr) return kFailure;
+    if (object == nullptr) return kComponentFailed;
     if (object->Initialize(framework) < 0) {
         delete object;
-        return kFailure;
+        return kComponentFailed;
     }
     // The host reads the generic handle as the component record, by its identifier.
     IVideoDecompressorComponent* record = object;
     *component = reinterpret_cast<IGenericComponent*>(record);
-    return kSuccess;
+    return kComponentOk;
 }
 
 IVideoDecompressorInstance* VideoDecompressorComponentVeltrane::CreateDecompressor(

@@ -8,9 +8,6 @@
 
 namespace {
 
-constexpr int32_t kSuccess = 0;
-constexpr int32_t kFailure = -2;
-
 // The decompressor behind a host record, or null.
 IVideoDecompressor* DecompressorOf(IVideoDecompressorInstance* instance) {
     if (instance == nullptr) return nullptr;
@@ -46,10 +43,10 @@ int32_t VideoDecompressorInstanceVeltrane::Initialize(VideoDecompressorComponent
     void* room = IAllocator_Malloc(allocator, sizeof(VeltraneVideoDecompressor));
     if (room == nullptr) {
         decompressor = nullptr;
-        return kFailure;
+        return kComponentFailed;
     }
     decompressor = ::new (room) VeltraneVideoDecompressor(allocator);
-    return kSuccess;
+    return kComponentOk;
 }
 
 VideoDecompressorInstanceVeltrane::~VideoDecompressorInstanceVeltrane() {

@@ -5,7 +5,7 @@
 int32_t RegisterComponents(IComponentRegistrar* registrar) {
     if (registrar == nullptr || registrar->functions == nullptr ||
         registrar->functions->RegisterFactory == nullptr) {
-        return -2;
+        return kComponentFailed;
     }
     return registrar->functions->RegisterFactory(
         registrar, kVeltraneComponentId, 0, 0,
