@@ -7,17 +7,23 @@
 #include <vector>
 
 #include "fuzz/fuzz_harness.h"
+#include "fuzz/plugin_harness.h"
 #include "support/stream_builder.h"
 
 namespace veltrane::fuzz {
 namespace {
 
-std::vector<std::filesystem::path> Seeds() {
+std::vector<std::filesystem::path> Seeds(const char* directory = VELTRANE_FUZZ_CORPUS_DIR) {
     std::vector<std::filesystem::path> seeds;
-    for (const auto& entry : std::filesystem::directory_iterator(VELTRANE_FUZZ_CORPUS_DIR)) {
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
         if (entry.is_regular_file()) seeds.push_back(entry.path());
     }
     return seeds;
+}
+
+std::vector<uint8_t> ReadSeed(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 TEST(FuzzCorpus, EverySeedRunsCleanly) {
@@ -26,9 +32,7 @@ TEST(FuzzCorpus, EverySeedRunsCleanly) {
     int decoded = 0;
     for (const auto& path : seeds) {
         SCOPED_TRACE(path.filename().string());
-        std::ifstream file(path, std::ios::binary);
-        const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)),
-                                         std::istreambuf_iterator<char>());
+        const std::vector<uint8_t> bytes = ReadSeed(path);
         const HarnessResult result = RunDecodeHarness(bytes.data(), bytes.size());
         EXPECT_EQ(result.liveBlocks, 0u);
         EXPECT_EQ(result.foreignFrees, 0);
@@ -37,6 +41,26 @@ TEST(FuzzCorpus, EverySeedRunsCleanly) {
     }
     // The seeds are mostly valid streams: they reach deep into the decoder.
     EXPECT_GE(decoded, 30);
+}
+
+TEST(FuzzCorpus, EveryPluginSeedRunsCleanly) {
+    const auto seeds = Seeds(VELTRANE_PLUGIN_CORPUS_DIR);
+    ASSERT_GE(seeds.size(), 4u);
+    int decoded = 0;
+    int blits = 0;
+    for (const auto& path : seeds) {
+        SCOPED_TRACE(path.filename().string());
+        const std::vector<uint8_t> bytes = ReadSeed(path);
+        const PluginHarnessResult result = RunPluginHarness(bytes.data(), bytes.size());
+        EXPECT_EQ(result.liveBlocks, 0u);
+        EXPECT_EQ(result.foreignFrees, 0);
+        EXPECT_FALSE(result.badResult);
+        decoded += result.decoded;
+        blits += result.blits;
+    }
+    // The seeds decode through the plug-in and blit from the pictures.
+    EXPECT_GE(decoded, 8);
+    EXPECT_GE(blits, 30);
 }
 
 TEST(FuzzCorpus, SizeChangeReopensTheSessionsAndLengthsAreClamped) {

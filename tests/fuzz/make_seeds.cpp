@@ -1,12 +1,14 @@
-// Writes the fuzzing seeds into the directory given as the only argument:
-// short frame sequences made with the test stream writer, each covering a
-// different part of the decoder.
+// Writes the fuzzing seeds: short frame sequences made with the test stream
+// writer, each covering a different part of the decoder, into the first
+// directory given; host call sequences for the plug-in target into the second.
 #include <cstdio>
 #include <fstream>
 #include <string>
 #include <vector>
 
 #include "fuzz/fuzz_harness.h"
+#include "fuzz/plugin_harness.h"
+#include "support/host_frames.h"
 #include "support/stream_builder.h"
 
 namespace {
@@ -32,23 +34,44 @@ std::vector<Bytes> Sequence(uint32_t seed, int w, int h, uint32_t version,
     return frames;
 }
 
-bool Write(const std::string& dir, const std::string& name, uint8_t config,
-           const std::vector<Bytes>& frames) {
-    const Bytes input = veltrane::fuzz::MakeHarnessInput(config, frames);
-    std::ofstream file(dir + "/" + name, std::ios::binary);
+bool WriteFile(const std::string& path, const Bytes& input) {
+    std::ofstream file(path, std::ios::binary);
     file.write(reinterpret_cast<const char*>(input.data()),
                static_cast<std::streamsize>(input.size()));
     return static_cast<bool>(file);
 }
 
+bool Write(const std::string& dir, const std::string& name, uint8_t config,
+           const std::vector<Bytes>& frames) {
+    return WriteFile(dir + "/" + name, veltrane::fuzz::MakeHarnessInput(config, frames));
+}
+
+// A host session: frames decoded through the plug-in, each followed by the
+// blits of a run and a pixel of every kind.
+Bytes HostSession(uint8_t config, const std::vector<Bytes>& frames, uint8_t host) {
+    Bytes input = {config};
+    uint8_t filter = 0;
+    for (const Bytes& frame : frames) {
+        const Bytes op = veltrane::fuzz::PluginDecodeOperation(frame, 0x21, filter, host);
+        input.insert(input.end(), op.begin(), op.end());
+        filter = static_cast<uint8_t>((filter + 2) & 0xF);
+        for (uint8_t code = 4; code <= 7; ++code) {
+            input.insert(input.end(), {code, static_cast<uint8_t>(37 * code), 200, 255, code});
+        }
+    }
+    input.insert(input.end(), {10, 0, 0});
+    return input;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s OUTPUT_DIRECTORY\n", argv[0]);
+    if (argc != 3) {
+        std::fprintf(stderr, "usage: %s DECODE_SEED_DIRECTORY PLUGIN_SEED_DIRECTORY\n", argv[0]);
         return 2;
     }
     const std::string dir = argv[1];
+    const std::string pluginDir = argv[2];
     bool ok = true;
 
     // 16x16: one-macroblock pictures of every type, with and without an image.
@@ -101,6 +124,28 @@ int main(int argc, char** argv) {
             frames.push_back(frame);
         }
         ok &= Write(dir, "noise", 3, frames);
+    }
+    // The plug-in: decodes into a buffer and blits, a size change that reopens the
+    // session, untagged frames, a tag that marks no frame, a wrong expected size,
+    // instances recreated, and runs where an allocation fails.
+    {
+        using veltrane::test::IntraFrame;
+        using veltrane::test::SkipFrame;
+        const veltrane::test::BlockDcs grey = {128, 128, 128, 128, 255, 255};
+        const std::vector<Bytes> frames = {IntraFrame(128, 96, grey), SkipFrame(128, 96),
+                                           IntraFrame(176, 144, grey), SkipFrame(176, 144, 2)};
+        ok &= WriteFile(pluginDir + "/buffer_and_blits", HostSession(0, frames, 2));
+        ok &= WriteFile(pluginDir + "/untagged_no_buffer", HostSession(0, frames, 1));
+        Bytes odd = HostSession(0, Sequence(11, 33, 17, 1, {0, 1, 2}), 2);
+        odd.insert(odd.end(), {9, 0});  // a new instance, then a tag that marks no frame
+        const Bytes untaggedOp = veltrane::fuzz::PluginDecodeOperation(frames[0], 0x05, 0, 2);
+        odd.insert(odd.end(), untaggedOp.begin(), untaggedOp.end());
+        const Bytes wrongSize = veltrane::fuzz::PluginDecodeOperation(frames[0], 0x21, 0, 2 | 4);
+        odd.insert(odd.end(), wrongSize.begin(), wrongSize.end());
+        ok &= WriteFile(pluginDir + "/odd_sizes_and_refusals", odd);
+        ok &= WriteFile(pluginDir + "/allocation_fails_in_open", HostSession(9, frames, 2));
+        ok &= WriteFile(pluginDir + "/allocation_fails_in_reopen", HostSession(55, frames, 2));
+        ok &= WriteFile(pluginDir + "/allocation_fails_at_start", HostSession(2, frames, 2));
     }
     return ok ? 0 : 1;
 }
