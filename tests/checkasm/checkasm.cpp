@@ -153,6 +153,9 @@ int main(int argc, char** argv) {
             return 2;
         }
     }
+    // A kernel that faults on a guard page ends the run; the lines before it
+    // must already be out.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     std::printf("instruction sets:");
     for (const InstructionSet& set : SupportedInstructionSets()) std::printf(" %s", set.name);
     std::printf("%s\n", SupportedInstructionSets().empty() ? " none (C only)" : "");
