@@ -67,15 +67,14 @@ std::vector<Entry> Entries() {
     };
     const char* const layoutNames[3] = {"rgb555", "rgb565", "argb4444"};
     for (int layout = 0; layout < 3; ++layout) {
-        entries.push_back(
-            {std::string("color.") + layoutNames[layout] + "Row", 1, false, 2,
-             [layout](const ColorRowKernels& k) {
-                 return reinterpret_cast<AnyKernel>(k.rgb16Row[layout]);
-             },
-             [layout](const ColorRowKernels& k, const Call& c) {
-                 k.rgb16Row[layout](c.converter, c.y[0], c.u, c.v,
-                                    reinterpret_cast<uint16_t*>(c.out[0]), c.width);
-             }});
+        entries.push_back({std::string("color.") + layoutNames[layout] + "Row", 1, false, 2,
+                           [layout](const ColorRowKernels& k) {
+                               return reinterpret_cast<AnyKernel>(k.rgb16Row[layout]);
+                           },
+                           [layout](const ColorRowKernels& k, const Call& c) {
+                               k.rgb16Row[layout](c.converter, c.y[0], c.u, c.v,
+                                                  reinterpret_cast<uint16_t*>(c.out[0]), c.width);
+                           }});
     }
     return entries;
 }
@@ -84,7 +83,11 @@ std::vector<Entry> Entries() {
 struct Inputs {
     GuardedBuffer y0, y1, alpha0, alpha1, u, v;
     explicit Inputs(int width)
-        : y0(width), y1(width), alpha0(width), alpha1(width), u((width + 1) / 2),
+        : y0(width),
+          y1(width),
+          alpha0(width),
+          alpha1(width),
+          u((width + 1) / 2),
           v((width + 1) / 2) {}
     unsigned char* y(int row) const { return row == 0 ? y0.data() : y1.data(); }
     unsigned char* alpha(int row) const { return row == 0 ? alpha0.data() : alpha1.data(); }
@@ -95,16 +98,17 @@ struct Inputs {
 struct Output {
     GuardedBuffer memory;
     int offset;
-    Output(size_t bytes, int offset_, int slack) : memory(offset_ + bytes + slack), offset(offset_) {}
+    Output(size_t bytes, int offset_, int slack)
+        : memory(offset_ + bytes + slack), offset(offset_) {}
     unsigned char* row() const { return memory.data() + offset; }
 };
 
 // Colours that leave 0..255 in every way the converter knows (one channel high,
 // another low, a borrow between fields), and the edges of the clamping ranges.
 constexpr unsigned char kHardSamples[][3] = {
-    {81, 90, 240}, {145, 54, 34}, {41, 240, 110}, {0, 0, 0},      {255, 255, 255},
-    {255, 0, 255}, {100, 16, 240}, {16, 16, 182}, {138, 16, 42},  {16, 128, 128},
-    {235, 128, 128}, {15, 17, 239}, {236, 241, 15}, {234, 16, 240}, {17, 0, 255},
+    {81, 90, 240},   {145, 54, 34},  {41, 240, 110}, {0, 0, 0},      {255, 255, 255},
+    {255, 0, 255},   {100, 16, 240}, {16, 16, 182},  {138, 16, 42},  {16, 128, 128},
+    {235, 128, 128}, {15, 17, 239},  {236, 241, 15}, {234, 16, 240}, {17, 0, 255},
 };
 constexpr unsigned char kEdgeSamples[] = {0,   1,   15,  16,  17,  127, 128, 129,
                                           234, 235, 236, 239, 240, 241, 254, 255};
@@ -180,8 +184,8 @@ std::string Difference(const Entry& entry, const Inputs& in, int row, const Outp
 // into their memory with `slack` bytes after them; describes the first
 // difference, or returns an empty string.
 std::string Compare(const Entry& entry, const ColorRowKernels& c, const ColorRowKernels& simd,
-                    const ColorConverter_t* converter, Random& random, const Inputs& in,
-                    int width, int offset, int slack) {
+                    const ColorConverter_t* converter, Random& random, const Inputs& in, int width,
+                    int offset, int slack) {
     const size_t bytes = static_cast<size_t>(width) * entry.pixelBytes;
     std::vector<std::unique_ptr<Output>> expected;
     std::vector<std::unique_ptr<Output>> actual;
@@ -193,8 +197,9 @@ std::string Compare(const Entry& entry, const ColorRowKernels& c, const ColorRow
                     expected[row]->memory.size());
     }
     auto call = [&](const std::vector<std::unique_ptr<Output>>& out) {
-        Call args{converter, {in.y(0), in.y(1)}, {in.alpha(0), in.alpha(1)}, in.u.data(),
-                  in.v.data(), {out[0]->row(), nullptr}, width};
+        Call args{converter,   {in.y(0), in.y(1)}, {in.alpha(0), in.alpha(1)},
+                  in.u.data(), in.v.data(),        {out[0]->row(), nullptr},
+                  width};
         if (entry.rows == 2) args.out[1] = out[1]->row();
         return args;
     };
@@ -274,10 +279,12 @@ void CheckEntry(Checker& checker, const InstructionSet& set, const Entry& entry,
         FillInputs(random, in, width, Fill::kRandom);
         std::vector<unsigned char> out0(static_cast<size_t>(width) * 4);
         std::vector<unsigned char> out1(out0.size());
-        const Call args{converter, {in.y(0), in.y(1)}, {in.alpha(0), in.alpha(1)}, in.u.data(),
-                        in.v.data(), {out0.data(), out1.data()}, width};
-        checker.Bench(entry.name + " w" + std::to_string(width), set.name,
-                      [&] { entry.run(c, args); }, [&] { entry.run(simd, args); });
+        const Call args{converter,   {in.y(0), in.y(1)}, {in.alpha(0), in.alpha(1)},
+                        in.u.data(), in.v.data(),        {out0.data(), out1.data()},
+                        width};
+        checker.Bench(
+            entry.name + " w" + std::to_string(width), set.name, [&] { entry.run(c, args); },
+            [&] { entry.run(simd, args); });
     }
 }
 
@@ -294,7 +301,8 @@ void CheckColorRowKernels(Checker& checker) {
         if (std::find(checked.begin(), checked.end(), &simd) != checked.end()) continue;
         checked.push_back(&simd);
         for (const Entry& entry : entries) {
-            if (entry.pick(c) != entry.pick(simd)) CheckEntry(checker, set, entry, c, simd, converter);
+            if (entry.pick(c) != entry.pick(simd))
+                CheckEntry(checker, set, entry, c, simd, converter);
         }
     }
     CloseColorConverter(converter);

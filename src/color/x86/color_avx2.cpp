@@ -135,8 +135,7 @@ inline Channels ConvertStep(__m256i luma, const ChromaTerms& c) {
         _mm256_mulhi_epu16(_mm256_unpackhi_epi8(Bytes(kLumaBias), luma), Words(298));
     return {
         _mm256_packus_epi16(_mm256_add_epi16(low, c.blueLow), _mm256_add_epi16(high, c.blueHigh)),
-        _mm256_packus_epi16(_mm256_add_epi16(low, c.greenLow),
-                            _mm256_add_epi16(high, c.greenHigh)),
+        _mm256_packus_epi16(_mm256_add_epi16(low, c.greenLow), _mm256_add_epi16(high, c.greenHigh)),
         _mm256_packus_epi16(_mm256_add_epi16(low, c.redLow), _mm256_add_epi16(high, c.redHigh))};
 }
 
@@ -224,14 +223,16 @@ void BgraRowPairAvx2(const ColorConverter_t* converter, const unsigned char* y0,
         StoreBgra(out0 + 4 * x, ConvertStep(LoadPermuted(y0 + x, order), terms), opaque);
         StoreBgra(out1 + 4 * x, ConvertStep(LoadPermuted(y1 + x, order), terms), opaque);
     });
-    BgraRowPairC(converter, y0 + done, y1 + done, u + done / 2, v + done / 2, out0 + 4 * done,
-                 out1 + 4 * done, width - done);
+    if (done < width) {
+        BgraRowPairC(converter, y0 + done, y1 + done, u + done / 2, v + done / 2, out0 + 4 * done,
+                     out1 + 4 * done, width - done);
+    }
 }
 
 void BgraAlphaRowPairAvx2(const ColorConverter_t* converter, const unsigned char* y0,
-                          const unsigned char* y1, const unsigned char* a0,
-                          const unsigned char* a1, const unsigned char* u, const unsigned char* v,
-                          unsigned char* out0, unsigned char* out1, int width) {
+                          const unsigned char* y1, const unsigned char* a0, const unsigned char* a1,
+                          const unsigned char* u, const unsigned char* v, unsigned char* out0,
+                          unsigned char* out1, int width) {
     if (ShorterThanStep(width)) {
         kColorRowKernelsSse2.bgraAlphaRowPair(converter, y0, y1, a0, a1, u, v, out0, out1, width);
         return;
@@ -241,13 +242,15 @@ void BgraAlphaRowPairAvx2(const ColorConverter_t* converter, const unsigned char
         const ChromaTerms terms = LoadChromaTerms(u + x / 2, v + x / 2, order);
         const __m256i alpha0 = LoadPermuted(a0 + x, order);
         const __m256i alpha1 = LoadPermuted(a1 + x, order);
-        StoreBgra(out0 + 4 * x,
-                  CapAtAlpha(ConvertStep(LoadPermuted(y0 + x, order), terms), alpha0), alpha0);
-        StoreBgra(out1 + 4 * x,
-                  CapAtAlpha(ConvertStep(LoadPermuted(y1 + x, order), terms), alpha1), alpha1);
+        StoreBgra(out0 + 4 * x, CapAtAlpha(ConvertStep(LoadPermuted(y0 + x, order), terms), alpha0),
+                  alpha0);
+        StoreBgra(out1 + 4 * x, CapAtAlpha(ConvertStep(LoadPermuted(y1 + x, order), terms), alpha1),
+                  alpha1);
     });
-    BgraAlphaRowPairC(converter, y0 + done, y1 + done, a0 + done, a1 + done, u + done / 2,
-                      v + done / 2, out0 + 4 * done, out1 + 4 * done, width - done);
+    if (done < width) {
+        BgraAlphaRowPairC(converter, y0 + done, y1 + done, a0 + done, a1 + done, u + done / 2,
+                          v + done / 2, out0 + 4 * done, out1 + 4 * done, width - done);
+    }
 }
 
 void BgraRowAvx2(const ColorConverter_t* converter, const unsigned char* y, const unsigned char* u,
@@ -259,12 +262,14 @@ void BgraRowAvx2(const ColorConverter_t* converter, const unsigned char* y, cons
     const LaneOrder order = BgraOrder();
     const __m256i opaque = Bytes(0xFF);
     const int done = ForEachStep(width, [&](int x) {
-        StoreBgra(out + 4 * x,
-                  ConvertStep(LoadPermuted(y + x, order),
-                              LoadChromaTerms(u + x / 2, v + x / 2, order)),
-                  opaque);
+        StoreBgra(
+            out + 4 * x,
+            ConvertStep(LoadPermuted(y + x, order), LoadChromaTerms(u + x / 2, v + x / 2, order)),
+            opaque);
     });
-    BgraRowC(converter, y + done, u + done / 2, v + done / 2, out + 4 * done, width - done);
+    if (done < width) {
+        BgraRowC(converter, y + done, u + done / 2, v + done / 2, out + 4 * done, width - done);
+    }
 }
 
 void BgraAlphaRowAvx2(const ColorConverter_t* converter, const unsigned char* y,
@@ -283,13 +288,15 @@ void BgraAlphaRowAvx2(const ColorConverter_t* converter, const unsigned char* y,
                              alpha),
                   alpha);
     });
-    BgraAlphaRowC(converter, y + done, a + done, u + done / 2, v + done / 2, out + 4 * done,
-                  width - done);
+    if (done < width) {
+        BgraAlphaRowC(converter, y + done, a + done, u + done / 2, v + done / 2, out + 4 * done,
+                      width - done);
+    }
 }
 
 template <int kLayout>
-void Rgb16RowAvx2(const ColorConverter_t* converter, const unsigned char* y,
-                  const unsigned char* u, const unsigned char* v, uint16_t* out, int width) {
+void Rgb16RowAvx2(const ColorConverter_t* converter, const unsigned char* y, const unsigned char* u,
+                  const unsigned char* v, uint16_t* out, int width) {
     if (ShorterThanStep(width)) {
         kColorRowKernelsSse2.rgb16Row[kLayout](converter, y, u, v, out, width);
         return;
@@ -299,8 +306,10 @@ void Rgb16RowAvx2(const ColorConverter_t* converter, const unsigned char* y,
         StoreRgb16<kLayout>(out + x, ConvertStep(LoadPermuted(y + x, order),
                                                  LoadChromaTerms(u + x / 2, v + x / 2, order)));
     });
-    kColorRowKernelsC.rgb16Row[kLayout](converter, y + done, u + done / 2, v + done / 2,
-                                        out + done, width - done);
+    if (done < width) {
+        kColorRowKernelsC.rgb16Row[kLayout](converter, y + done, u + done / 2, v + done / 2,
+                                            out + done, width - done);
+    }
 }
 
 }  // namespace

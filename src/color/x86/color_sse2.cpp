@@ -136,15 +136,13 @@ inline void StoreBgra(unsigned char* out, const Channels& ch, __m128i alpha) {
 template <int kLayout>
 inline __m128i Pack16(__m128i blue, __m128i green, __m128i red) {
     if constexpr (kLayout == kRgb555) {
-        return _mm_or_si128(
-            _mm_or_si128(_mm_slli_epi16(_mm_and_si128(red, Words(0xF8)), 7),
-                         _mm_slli_epi16(_mm_and_si128(green, Words(0xF8)), 2)),
-            _mm_srli_epi16(blue, 3));
+        return _mm_or_si128(_mm_or_si128(_mm_slli_epi16(_mm_and_si128(red, Words(0xF8)), 7),
+                                         _mm_slli_epi16(_mm_and_si128(green, Words(0xF8)), 2)),
+                            _mm_srli_epi16(blue, 3));
     } else if constexpr (kLayout == kRgb565) {
-        return _mm_or_si128(
-            _mm_or_si128(_mm_slli_epi16(_mm_and_si128(red, Words(0xF8)), 8),
-                         _mm_slli_epi16(_mm_and_si128(green, Words(0xF8)), 3)),
-            _mm_srli_epi16(blue, 3));
+        return _mm_or_si128(_mm_or_si128(_mm_slli_epi16(_mm_and_si128(red, Words(0xF8)), 8),
+                                         _mm_slli_epi16(_mm_and_si128(green, Words(0xF8)), 3)),
+                            _mm_srli_epi16(blue, 3));
     } else {
         return _mm_or_si128(
             _mm_or_si128(_mm_or_si128(_mm_slli_epi16(_mm_and_si128(red, Words(0xF0)), 4),
@@ -158,8 +156,7 @@ template <int kLayout>
 inline void StoreRgb16(uint16_t* out, const Channels& ch) {
     const __m128i zero = _mm_setzero_si128();
     auto half = [&](auto unpack) {
-        return Pack16<kLayout>(unpack(ch.blue, zero), unpack(ch.green, zero),
-                               unpack(ch.red, zero));
+        return Pack16<kLayout>(unpack(ch.blue, zero), unpack(ch.green, zero), unpack(ch.red, zero));
     };
     unsigned char* bytes = reinterpret_cast<unsigned char*>(out);
     Store16(bytes, half([](__m128i a, __m128i b) { return _mm_unpacklo_epi8(a, b); }));
@@ -194,14 +191,16 @@ void BgraRowPairSse2(const ColorConverter_t* converter, const unsigned char* y0,
         StoreBgra(out0 + 4 * x, ConvertStep(y0 + x, terms), opaque);
         StoreBgra(out1 + 4 * x, ConvertStep(y1 + x, terms), opaque);
     });
-    BgraRowPairC(converter, y0 + done, y1 + done, u + done / 2, v + done / 2, out0 + 4 * done,
-                 out1 + 4 * done, width - done);
+    if (done < width) {
+        BgraRowPairC(converter, y0 + done, y1 + done, u + done / 2, v + done / 2, out0 + 4 * done,
+                     out1 + 4 * done, width - done);
+    }
 }
 
 void BgraAlphaRowPairSse2(const ColorConverter_t* converter, const unsigned char* y0,
-                          const unsigned char* y1, const unsigned char* a0,
-                          const unsigned char* a1, const unsigned char* u, const unsigned char* v,
-                          unsigned char* out0, unsigned char* out1, int width) {
+                          const unsigned char* y1, const unsigned char* a0, const unsigned char* a1,
+                          const unsigned char* u, const unsigned char* v, unsigned char* out0,
+                          unsigned char* out1, int width) {
     const int done = ForEachStep(width, [&](int x) {
         const ChromaTerms terms = LoadChromaTerms(u + x / 2, v + x / 2);
         const __m128i alpha0 = Load16(a0 + x);
@@ -209,8 +208,10 @@ void BgraAlphaRowPairSse2(const ColorConverter_t* converter, const unsigned char
         StoreBgra(out0 + 4 * x, CapAtAlpha(ConvertStep(y0 + x, terms), alpha0), alpha0);
         StoreBgra(out1 + 4 * x, CapAtAlpha(ConvertStep(y1 + x, terms), alpha1), alpha1);
     });
-    BgraAlphaRowPairC(converter, y0 + done, y1 + done, a0 + done, a1 + done, u + done / 2,
-                      v + done / 2, out0 + 4 * done, out1 + 4 * done, width - done);
+    if (done < width) {
+        BgraAlphaRowPairC(converter, y0 + done, y1 + done, a0 + done, a1 + done, u + done / 2,
+                          v + done / 2, out0 + 4 * done, out1 + 4 * done, width - done);
+    }
 }
 
 void BgraRowSse2(const ColorConverter_t* converter, const unsigned char* y, const unsigned char* u,
@@ -219,7 +220,9 @@ void BgraRowSse2(const ColorConverter_t* converter, const unsigned char* y, cons
     const int done = ForEachStep(width, [&](int x) {
         StoreBgra(out + 4 * x, ConvertStep(y + x, LoadChromaTerms(u + x / 2, v + x / 2)), opaque);
     });
-    BgraRowC(converter, y + done, u + done / 2, v + done / 2, out + 4 * done, width - done);
+    if (done < width) {
+        BgraRowC(converter, y + done, u + done / 2, v + done / 2, out + 4 * done, width - done);
+    }
 }
 
 void BgraAlphaRowSse2(const ColorConverter_t* converter, const unsigned char* y,
@@ -231,18 +234,22 @@ void BgraAlphaRowSse2(const ColorConverter_t* converter, const unsigned char* y,
                   CapAtAlpha(ConvertStep(y + x, LoadChromaTerms(u + x / 2, v + x / 2)), alpha),
                   alpha);
     });
-    BgraAlphaRowC(converter, y + done, a + done, u + done / 2, v + done / 2, out + 4 * done,
-                  width - done);
+    if (done < width) {
+        BgraAlphaRowC(converter, y + done, a + done, u + done / 2, v + done / 2, out + 4 * done,
+                      width - done);
+    }
 }
 
 template <int kLayout>
-void Rgb16RowSse2(const ColorConverter_t* converter, const unsigned char* y,
-                  const unsigned char* u, const unsigned char* v, uint16_t* out, int width) {
+void Rgb16RowSse2(const ColorConverter_t* converter, const unsigned char* y, const unsigned char* u,
+                  const unsigned char* v, uint16_t* out, int width) {
     const int done = ForEachStep(width, [&](int x) {
         StoreRgb16<kLayout>(out + x, ConvertStep(y + x, LoadChromaTerms(u + x / 2, v + x / 2)));
     });
-    kColorRowKernelsC.rgb16Row[kLayout](converter, y + done, u + done / 2, v + done / 2,
-                                        out + done, width - done);
+    if (done < width) {
+        kColorRowKernelsC.rgb16Row[kLayout](converter, y + done, u + done / 2, v + done / 2,
+                                            out + done, width - done);
+    }
 }
 
 }  // namespace
