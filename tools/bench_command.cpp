@@ -7,9 +7,11 @@
 #include "bgra_picture.h"
 #include "command_line.h"
 #include "commands.h"
+#include "file_streams.h"
 #include "frame_decoder.h"
 #include "host_allocator.h"
 #include "ivf.h"
+#include "run_summary.h"
 
 namespace veltrane::tools {
 
@@ -18,14 +20,18 @@ namespace {
 constexpr char kUsage[] =
     "Usage: veltrane bench IN.ivf [options]\n"
     "\n"
-    "Decodes the whole file again and again from memory, first without and then\n"
+    "IN.ivf may be - (stdin). Decodes the whole file again and again from memory, first without "
+    "and then\n"
     "with conversion of every picture into BGRA, and prints pictures per second\n"
     "and megapixels per second for both. Each pass opens a fresh decoder session.\n"
     "\n"
     "Options:\n"
     "  --seconds S   run each mode for at least S seconds (default 2)\n"
     "  --runs N      run each mode exactly N passes over the file instead\n"
-    "  -h, --help    show this help\n";
+    "  -h, --help    show this help\n"
+    "\n"
+    "Exit status: 0 when every frame decoded, 1 when a frame failed or the file is\n"
+    "damaged or unreadable, 2 for a usage error.\n";
 
 using Clock = std::chrono::steady_clock;
 
@@ -99,7 +105,7 @@ bool LoadFrames(const std::string& path, IvfFileHeader* header, std::vector<IvfF
         frames->push_back(frame);
     }
     if (frames->empty()) {
-        ReportError(path + ": no frames to decode");
+        ReportError(reader.name() + ": no frames to decode");
         return false;
     }
     return true;
@@ -115,28 +121,38 @@ int RunBench(int argc, char** argv) {
         std::fputs(kUsage, stdout);
         return kExitOk;
     }
-    if (line.positional().size() != 1)
+    if (line.positional().size() != 1) {
         return UsageError("bench", "expected exactly one input file");
+    }
+    if (line.Has("seconds") && line.Has("runs")) {
+        return UsageError("bench", "--seconds and --runs both say how long to run; give one");
+    }
     double seconds = 2.0;
     int64_t runs = 0;
     if (!line.GetDouble("seconds", 0.0, 3600.0, &seconds, &error) ||
         !line.GetInt("runs", 1, 1000000, &runs, &error)) {
         return UsageError("bench", error);
     }
-    const std::string& path = line.positional()[0];
+    const std::string name = InputName(line.positional()[0]);
     IvfFileHeader header;
     std::vector<IvfFrame> frames;
-    if (!LoadFrames(path, &header, &frames)) return kExitFailure;
-    std::printf("%s: %zu frames, %ux%u\n", path.c_str(), frames.size(), header.width,
+    if (!LoadFrames(line.positional()[0], &header, &frames)) return kExitFailure;
+    std::printf("%s: %zu frames, %ux%u\n", name.c_str(), frames.size(), header.width,
                 header.height);
     BenchResult decodeOnly, withBgra;
     if (!RunMode(frames, header, false, runs, seconds, &decodeOnly) ||
         !RunMode(frames, header, true, runs, seconds, &withBgra)) {
-        ReportError(path + ": cannot open a decoder session");
+        ReportError(name + ": cannot open a decoder session");
         return kExitFailure;
     }
     PrintResult("decode only:", decodeOnly);
     PrintResult("decode + BGRA:", withBgra);
+    if (decodeOnly.failures != 0) {
+        ReportError(name + ": " +
+                    CountOf(decodeOnly.failures / decodeOnly.passes, "frame", "frames") +
+                    " of the file failed to decode");
+        return kExitFailure;
+    }
     return kExitOk;
 }
 

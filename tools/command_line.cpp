@@ -75,6 +75,12 @@ bool CommandLine::Parse(int argc, char** argv, std::string* error) {
             }
             value = argv[++i];
         }
+        // A second value would silently override the first; scripts that build
+        // command lines get told instead.
+        if (option->takesValue && Has(option->name)) {
+            *error = "option '--" + std::string(option->name) + "' given twice";
+            return false;
+        }
         values_[option->name] = value;
     }
     return true;

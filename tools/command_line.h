@@ -25,7 +25,8 @@ public:
     explicit CommandLine(std::vector<OptionDef> options);
 
     // Parses the arguments that follow the command name. "--help" and "-h" are
-    // always known. Errors name the offending argument.
+    // always known; "-" alone is a positional argument (stdin or stdout). An
+    // option with a value may be given once. Errors name the offending argument.
     bool Parse(int argc, char** argv, std::string* error);
 
     bool helpRequested() const { return Has("help"); }

@@ -6,6 +6,7 @@
 
 #include "command_line.h"
 #include "commands.h"
+#include "file_streams.h"
 #include "ivf.h"
 #include "run_summary.h"
 #include "test_pattern.h"
@@ -21,11 +22,14 @@ constexpr char kUsage[] =
     "       veltrane encode --testsrc WxH:FRAMES -o OUT.ivf [options]\n"
     "\n"
     "Encodes 4:2:0 pictures with the reference encoder and writes an IVF file.\n"
+    "IN.y4m may be - (stdin) and OUT.ivf - (stdout; the frame count in the IVF\n"
+    "header is then 0, as in any IVF written as a stream).\n"
     "--testsrc encodes a built-in moving test pattern (drifting gradients, a moving\n"
     "textured box and a noise patch) at 25 pictures per second instead of a file.\n"
+    "Per-picture lines and the summary line go to stderr.\n"
     "\n"
     "Options:\n"
-    "  -o, --output OUT.ivf   output file (required)\n"
+    "  -o, --output OUT.ivf   output file, or - for stdout (required)\n"
     "  --q N                  fixed quantiser 1..31 (default 10)\n"
     "  --bitrate BPS          target bit rate in bits per second instead of --q\n"
     "  --gop N                an intra picture every N pictures (default 12; 1 = all intra)\n"
@@ -34,7 +38,11 @@ constexpr char kUsage[] =
     "  --frames N             encode at most N pictures\n"
     "  --no-4mv               no four-vector macroblocks\n"
     "  -v, --verbose          one line per picture: type, quantiser, bits, PSNR\n"
-    "  -h, --help             show this help\n";
+    "  -q, --quiet            no summary line\n"
+    "  -h, --help             show this help\n"
+    "\n"
+    "Exit status: 0 when every picture was encoded and written, 1 for an unreadable\n"
+    "or damaged input or a write error, 2 for a usage error.\n";
 
 constexpr const char* kTypeLetters[3] = {"I", "P", "D"};
 
@@ -47,6 +55,7 @@ struct EncodeOptions {
     int64_t patternFrames = 0;
     int64_t maxFrames = -1;
     bool verbose = false;
+    bool quiet = false;
     enc::EncoderConfig config;
 };
 
@@ -104,10 +113,10 @@ std::string FormatPsnr(double value) {
 }
 
 void PrintFrameLine(uint32_t index, const enc::EncodedFrame& frame) {
-    std::printf("frame %5u  %s  q%-2d %8zu bits  PSNR Y %s U %s V %s dB\n", index,
-                kTypeLetters[frame.pictureType % 3], frame.quantiser, frame.data.size() * 8,
-                FormatPsnr(frame.psnrY).c_str(), FormatPsnr(frame.psnrU).c_str(),
-                FormatPsnr(frame.psnrV).c_str());
+    std::fprintf(stderr, "frame %5u  %s  q%-2d %8zu bits  PSNR Y %s U %s V %s dB\n", index,
+                 kTypeLetters[frame.pictureType % 3], frame.quantiser, frame.data.size() * 8,
+                 FormatPsnr(frame.psnrY).c_str(), FormatPsnr(frame.psnrU).c_str(),
+                 FormatPsnr(frame.psnrV).c_str());
 }
 
 void PrintSummary(const EncodeOptions& options, const PictureSource& source,
@@ -115,15 +124,15 @@ void PrintSummary(const EncodeOptions& options, const PictureSource& source,
     const double fps = static_cast<double>(source.rate()) / source.scale();
     const double seconds = t.frames / fps;
     const double n = t.frames == 0 ? 1 : t.frames;
-    std::printf(
-        "%s: %s (I %u, P %u, D %u) %dx%d, %llu bytes, %.1f kbit/s at %.3g fps, "
-        "mean PSNR Y %s U %s V %s dB\n",
-        options.output.c_str(), CountOf(t.frames, "frame", "frames").c_str(), t.byType[0],
-        t.byType[1], t.byType[2], source.width(), source.height(),
-        static_cast<unsigned long long>(t.bytes),
-        seconds > 0 ? static_cast<double>(t.bytes) * 8 / seconds / 1000 : 0.0, fps,
-        FormatPsnr(t.psnrSum[0] / n).c_str(), FormatPsnr(t.psnrSum[1] / n).c_str(),
-        FormatPsnr(t.psnrSum[2] / n).c_str());
+    std::fprintf(stderr,
+                 "%s: %s (I %u, P %u, D %u) %dx%d, %llu bytes, %.1f kbit/s at %.3g fps, "
+                 "mean PSNR Y %s U %s V %s dB\n",
+                 OutputName(options.output).c_str(), CountOf(t.frames, "frame", "frames").c_str(),
+                 t.byType[0], t.byType[1], t.byType[2], source.width(), source.height(),
+                 static_cast<unsigned long long>(t.bytes),
+                 seconds > 0 ? static_cast<double>(t.bytes) * 8 / seconds / 1000 : 0.0, fps,
+                 FormatPsnr(t.psnrSum[0] / n).c_str(), FormatPsnr(t.psnrSum[1] / n).c_str(),
+                 FormatPsnr(t.psnrSum[2] / n).c_str());
 }
 
 int Encode(EncodeOptions& options) {
@@ -134,7 +143,7 @@ int Encode(EncodeOptions& options) {
         return kExitFailure;
     }
     if (source.width() > 65535 || source.height() > 65535) {
-        ReportError(options.input + ": picture too large for an IVF file");
+        ReportError(InputName(options.input) + ": picture too large for an IVF file");
         return kExitFailure;
     }
     options.config.width = source.width();
@@ -170,7 +179,7 @@ int Encode(EncodeOptions& options) {
         const enc::PlaneView view{picture.y.data(), picture.u.data(), picture.v.data(),
                                   picture.width, picture.chromaWidth()};
         if (!encoder.EncodeFrame(view, &frame)) {
-            error = options.output + ": frame " + std::to_string(totals.frames) +
+            error = OutputName(options.output) + ": frame " + std::to_string(totals.frames) +
                     ": the encoder failed";
             failed = true;
             break;
@@ -194,7 +203,7 @@ int Encode(EncodeOptions& options) {
         failed = true;
     }
     if (failed) ReportError(error);
-    PrintSummary(options, source, totals);
+    if (!options.quiet) PrintSummary(options, source, totals);
     return failed ? kExitFailure : kExitOk;
 }
 
@@ -226,7 +235,8 @@ int RunEncode(int argc, char** argv) {
                       {"frames", 0, true},
                       {"no-4mv", 0, false},
                       {"testsrc", 0, true},
-                      {"verbose", 'v', false}});
+                      {"verbose", 'v', false},
+                      {"quiet", 'q', false}});
     std::string error;
     if (!line.Parse(argc, argv, &error)) return UsageError("encode", error);
     if (line.helpRequested()) {
@@ -248,6 +258,10 @@ int RunEncode(int argc, char** argv) {
     }
     options.output = line.Get("output");
     if (options.output.empty()) return UsageError("encode", "missing -o OUT.ivf");
+    if (line.Has("q") && line.Has("bitrate")) {
+        return UsageError("encode",
+                          "--q sets a fixed quantiser, --bitrate a target rate; give one");
+    }
     int64_t q = options.config.quantiser, bitrate = 0, gop = options.config.gopLength, version = 0;
     if (!line.GetInt("q", 1, 31, &q, &error) ||
         !line.GetInt("bitrate", 1, INT32_MAX, &bitrate, &error) ||
@@ -263,6 +277,7 @@ int RunEncode(int argc, char** argv) {
     options.config.disposable = line.Has("disposable");
     options.config.fourVector = !line.Has("no-4mv");
     options.verbose = line.Has("verbose");
+    options.quiet = line.Has("quiet");
     return Encode(options);
 }
 

@@ -8,12 +8,12 @@ namespace veltrane::tools {
 namespace {
 constexpr int kFallbackSize = 16;
 constexpr uint32_t kIntraPicture = 0;
+}  // namespace
 
-bool Openable(int64_t width, int64_t height) {
+bool IsDecodableSize(int64_t width, int64_t height) {
     return width > 0 && height > 0 && width <= VELTRANE_MAX_DIMENSION &&
            height <= VELTRANE_MAX_DIMENSION;
 }
-}  // namespace
 
 std::string DescribeStatus(int32_t status) {
     switch (status) {
@@ -44,7 +44,7 @@ FrameDecoder::~FrameDecoder() { DecompressClose(session_); }
 
 bool FrameDecoder::Open(int width, int height) {
     DecompressClose(session_);
-    if (!Openable(width, height)) {
+    if (!IsDecodableSize(width, height)) {
         width = height = kFallbackSize;
     }
     session_ = static_cast<DecompressSession_t*>(DecompressOpen(width, height, allocator_->get()));
@@ -84,7 +84,7 @@ int32_t FrameDecoder::DecodeInNewSession(const uint8_t* data, uint32_t size, uin
     if (pictureType != kIntraPicture) {
         return kStatusNoReference;  // a new session would have nothing to predict from
     }
-    if (!Openable(width, height)) {
+    if (!IsDecodableSize(width, height)) {
         return kStatusCannotOpen;
     }
     auto* fresh = static_cast<DecompressSession_t*>(DecompressOpen(

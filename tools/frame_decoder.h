@@ -24,6 +24,10 @@ enum : int32_t {
     kStatusNoReference = -3,   // an inter picture while no reference picture is held
 };
 
+// True for the picture sizes a session can be opened for (1 to
+// VELTRANE_MAX_DIMENSION each way); the tool trusts no other size from a file.
+bool IsDecodableSize(int64_t width, int64_t height);
+
 // One line describing a status, e.g. "bad data (start code, version, size or code)".
 std::string DescribeStatus(int32_t status);
 

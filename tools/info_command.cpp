@@ -22,7 +22,8 @@ namespace {
 constexpr char kUsage[] =
     "Usage: veltrane info IN.ivf [options]\n"
     "\n"
-    "Prints one row per frame: index, size in bytes, picture type (I intra, P inter,\n"
+    "IN.ivf may be - (stdin). Prints one row per frame: index, size in bytes, picture type (I "
+    "intra, P inter,\n"
     "D disposable inter, E empty), format version, picture size, quantiser and\n"
     "temporal reference. A summary line follows the table.\n"
     "\n"
@@ -33,9 +34,9 @@ constexpr char kUsage[] =
     "  --json        one JSON object per frame instead of the table\n"
     "  -h, --help    show this help\n"
     "\n"
-    "Exit status: 0 when the file could be read to its end (frames with bad headers\n"
-    "are listed with their error), 1 for a damaged or unreadable file, 2 for a\n"
-    "usage error.\n";
+    "Exit status: 0 when the file was read to its end and no frame has an error,\n"
+    "1 when a frame has one (it is listed with its error; the listing goes on) or\n"
+    "the file is damaged or unreadable, 2 for a usage error.\n";
 
 constexpr const char* kTypeLetters[4] = {"I", "P", "D", "E"};
 
@@ -89,7 +90,7 @@ bool InfoRun::Open(const std::string& path) {
         session_ = static_cast<DecompressSession_t*>(DecompressOpen(16, 16, allocator_.get()));
     }
     if (fifo_ == nullptr || (withStats_ && session_ == nullptr)) {
-        ReportError(path + ": out of memory");
+        ReportError(reader_.name() + ": out of memory");
         return false;
     }
     return true;
@@ -190,8 +191,8 @@ int InfoRun::Run(const std::string& path) {
     if (!Open(path)) return kExitFailure;
     const IvfFileHeader& h = reader_.header();
     if (!json_) {
-        std::printf("%s: %ux%u, time base %u/%u, %u frames announced\n", path.c_str(), h.width,
-                    h.height, h.rate, h.scale, h.frameCount);
+        std::printf("%s: %ux%u, time base %u/%u, %u frames announced\n", reader_.name().c_str(),
+                    h.width, h.height, h.rate, h.scale, h.frameCount);
         PrintTableHeader();
     }
     IvfFrame frame;
@@ -216,7 +217,7 @@ int InfoRun::Run(const std::string& path) {
         json_ ? PrintJson(info) : PrintRow(info);
     }
     if (!json_) PrintSummary();
-    return kExitOk;
+    return summary_.errors == 0 ? kExitOk : kExitFailure;
 }
 
 }  // namespace

@@ -2,10 +2,12 @@
 
 #include <sys/types.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include "byte_order.h"
+#include "file_streams.h"
 
 namespace veltrane::tools {
 
@@ -14,6 +16,7 @@ namespace {
 constexpr char kSignature[4] = {'D', 'K', 'I', 'F'};
 constexpr char kFourcc[4] = {'V', 'L', 'T', 'R'};
 constexpr uint16_t kVersion = 0;
+constexpr size_t kReadStep = size_t{1} << 20;
 
 std::string FramePrefix(const std::string& path, uint32_t frame) {
     return path + ": frame " + std::to_string(frame) + ": ";
@@ -35,51 +38,38 @@ void EncodeIvfFileHeader(const IvfFileHeader& header, uint8_t out[kIvfFileHeader
 }
 
 IvfReader::~IvfReader() {
-    if (file_ != nullptr) {
-        std::fclose(file_);
-    }
+    if (file_ != nullptr) CloseStream(file_);
 }
 
 bool IvfReader::Open(const std::string& path, std::string* error) {
-    path_ = path;
-    file_ = std::fopen(path.c_str(), "rb");
+    name_ = InputName(path);
+    file_ = OpenInputStream(path);
     if (file_ == nullptr) {
-        *error = path + ": cannot open: " + std::strerror(errno);
+        *error = name_ + ": cannot open: " + std::strerror(errno);
         return false;
     }
-    // The file size bounds every frame size, so a corrupt size never drives an allocation.
-    if (fseeko(file_, 0, SEEK_END) != 0) {
-        *error = path + ": cannot seek (not a regular file?)";
-        return false;
-    }
-    const off_t size = ftello(file_);
-    if (size < 0 || fseeko(file_, 0, SEEK_SET) != 0) {
-        *error = path + ": cannot determine the file size";
-        return false;
-    }
-    fileSize_ = static_cast<uint64_t>(size);
-
     uint8_t bytes[kIvfFileHeaderSize];
     if (std::fread(bytes, 1, sizeof bytes, file_) != sizeof bytes) {
-        *error = path + ": not an IVF file: shorter than the 32-byte file header";
+        *error = name_ + (std::ferror(file_) != 0
+                              ? ": read error: " + std::string(std::strerror(errno))
+                              : ": not an IVF file: shorter than the 32-byte file header");
         return false;
     }
-    position_ = kIvfFileHeaderSize;
     if (std::memcmp(bytes, kSignature, 4) != 0) {
-        *error = path + ": not an IVF file: no DKIF signature";
+        *error = name_ + ": not an IVF file: no DKIF signature";
         return false;
     }
     if (LoadLe16(bytes + 4) != kVersion) {
-        *error = path + ": unsupported IVF version " + std::to_string(LoadLe16(bytes + 4));
+        *error = name_ + ": unsupported IVF version " + std::to_string(LoadLe16(bytes + 4));
         return false;
     }
     if (LoadLe16(bytes + 6) != kIvfFileHeaderSize) {
-        *error = path + ": inconsistent IVF header: header size " +
+        *error = name_ + ": inconsistent IVF header: header size " +
                  std::to_string(LoadLe16(bytes + 6)) + ", expected 32";
         return false;
     }
     if (std::memcmp(bytes + 8, kFourcc, 4) != 0) {
-        *error = path + ": IVF file of another format (fourcc '" +
+        *error = name_ + ": IVF file of another format (fourcc '" +
                  std::string(reinterpret_cast<const char*>(bytes + 8), 4) + "', expected 'VLTR')";
         return false;
     }
@@ -89,7 +79,7 @@ bool IvfReader::Open(const std::string& path, std::string* error) {
     header_.scale = LoadLe32(bytes + 20);
     header_.frameCount = LoadLe32(bytes + 24);
     if (header_.rate == 0 || header_.scale == 0) {
-        *error = path + ": inconsistent IVF header: time base " + std::to_string(header_.rate) +
+        *error = name_ + ": inconsistent IVF header: time base " + std::to_string(header_.rate) +
                  "/" + std::to_string(header_.scale);
         return false;
     }
@@ -102,69 +92,81 @@ IvfRead IvfReader::Fail(std::string message, std::string* error) {
     return IvfRead::kError;
 }
 
+bool IvfReader::ReadFrameData(uint32_t size, std::vector<uint8_t>* data, std::string* error) {
+    data->clear();
+    size_t have = 0;
+    while (have < size) {
+        const size_t step = std::min<size_t>(size - have, kReadStep);
+        data->resize(have + step);
+        const size_t got = std::fread(data->data() + have, 1, step, file_);
+        have += got;
+        if (got == step) continue;
+        const std::string where = FramePrefix(name_, framesRead_);
+        if (std::ferror(file_) != 0) {
+            *error = where + "read error: " + std::strerror(errno);
+        } else {
+            *error = where + "truncated: frame of " + std::to_string(size) + " bytes, only " +
+                     std::to_string(have) + " left in the file";
+        }
+        return false;
+    }
+    return true;
+}
+
 IvfRead IvfReader::ReadFrame(IvfFrame* frame, std::string* error) {
     if (failed_ || file_ == nullptr) {
-        return Fail(path_ + ": read after an error", error);
+        return Fail(name_ + ": read after an error", error);
     }
-    const uint64_t left = fileSize_ - position_;
-    if (left == 0) {
+    const std::string where = FramePrefix(name_, framesRead_);
+    uint8_t bytes[kIvfFrameHeaderSize];
+    const size_t got = std::fread(bytes, 1, sizeof bytes, file_);
+    if (std::ferror(file_) != 0) {
+        return Fail(where + "read error: " + std::strerror(errno), error);
+    }
+    if (got == 0) {
         if (header_.frameCount != 0 && framesRead_ != header_.frameCount) {
-            return Fail(path_ + ": file ends after " + std::to_string(framesRead_) +
+            return Fail(name_ + ": file ends after " + std::to_string(framesRead_) +
                             " frames, header announces " + std::to_string(header_.frameCount),
                         error);
         }
         return IvfRead::kEnd;
     }
-    const std::string where = FramePrefix(path_, framesRead_);
     if (header_.frameCount != 0 && framesRead_ >= header_.frameCount) {
         return Fail(where + "more frames than the " + std::to_string(header_.frameCount) +
                         " the header announces",
                     error);
     }
-    if (left < kIvfFrameHeaderSize) {
-        return Fail(where + "truncated frame header (" + std::to_string(left) + " of 12 bytes)",
+    if (got < sizeof bytes) {
+        return Fail(where + "truncated frame header (" + std::to_string(got) + " of 12 bytes)",
                     error);
     }
-    uint8_t bytes[kIvfFrameHeaderSize];
-    if (std::fread(bytes, 1, sizeof bytes, file_) != sizeof bytes) {
-        return Fail(where + "read error in the frame header", error);
-    }
-    position_ += kIvfFrameHeaderSize;
-    const uint32_t size = LoadLe32(bytes);
-    if (size > fileSize_ - position_) {
-        return Fail(where + "truncated: frame of " + std::to_string(size) + " bytes, only " +
-                        std::to_string(fileSize_ - position_) + " left in the file",
-                    error);
+    std::string dataError;
+    if (!ReadFrameData(LoadLe32(bytes), &frame->data, &dataError)) {
+        return Fail(dataError, error);
     }
     frame->timestamp = LoadLe64(bytes + 4);
-    frame->data.resize(size);
-    if (size != 0 && std::fread(frame->data.data(), 1, size, file_) != size) {
-        return Fail(where + "read error in the frame data", error);
-    }
-    position_ += size;
     ++framesRead_;
     return IvfRead::kFrame;
 }
 
 IvfWriter::~IvfWriter() {
-    if (file_ != nullptr) {
-        std::fclose(file_);
-    }
+    if (file_ != nullptr) CloseStream(file_);
 }
 
 bool IvfWriter::Open(const std::string& path, const IvfFileHeader& header, std::string* error) {
-    path_ = path;
+    name_ = OutputName(path);
     header_ = header;
     header_.frameCount = 0;
-    file_ = std::fopen(path.c_str(), "wb");
+    file_ = OpenOutputStream(path);
     if (file_ == nullptr) {
-        *error = path + ": cannot create: " + std::strerror(errno);
+        *error = name_ + ": cannot create: " + std::strerror(errno);
         return false;
     }
+    headerOffset_ = SeekableOffset(file_);
     uint8_t bytes[kIvfFileHeaderSize];
     EncodeIvfFileHeader(header_, bytes);
     if (std::fwrite(bytes, 1, sizeof bytes, file_) != sizeof bytes) {
-        *error = path + ": write error";
+        *error = name_ + ": write error";
         return false;
     }
     return true;
@@ -177,7 +179,7 @@ bool IvfWriter::WriteFrame(const uint8_t* data, uint32_t size, uint64_t timestam
     StoreLe64(bytes + 4, timestamp);
     if (file_ == nullptr || std::fwrite(bytes, 1, sizeof bytes, file_) != sizeof bytes ||
         (size != 0 && std::fwrite(data, 1, size, file_) != size)) {
-        *error = FramePrefix(path_, framesWritten_) + "write error";
+        *error = FramePrefix(name_, framesWritten_) + "write error";
         return false;
     }
     ++framesWritten_;
@@ -188,15 +190,19 @@ bool IvfWriter::Close(std::string* error) {
     if (file_ == nullptr) {
         return true;
     }
-    header_.frameCount = framesWritten_;
-    uint8_t bytes[kIvfFileHeaderSize];
-    EncodeIvfFileHeader(header_, bytes);
-    const bool ok = std::fseek(file_, 0, SEEK_SET) == 0 &&
-                    std::fwrite(bytes, 1, sizeof bytes, file_) == sizeof bytes;
-    const bool closed = std::fclose(file_) == 0;
+    bool ok = true;
+    if (headerOffset_ >= 0) {
+        header_.frameCount = framesWritten_;
+        uint8_t bytes[kIvfFileHeaderSize];
+        EncodeIvfFileHeader(header_, bytes);
+        ok = fseeko(file_, static_cast<off_t>(headerOffset_), SEEK_SET) == 0 &&
+             std::fwrite(bytes, 1, sizeof bytes, file_) == sizeof bytes &&
+             fseeko(file_, 0, SEEK_END) == 0;
+    }
+    const bool closed = CloseStream(file_);
     file_ = nullptr;
     if (!ok || !closed) {
-        *error = path_ + ": write error while finishing the file";
+        *error = name_ + ": write error while finishing the file";
         return false;
     }
     return true;

@@ -5,6 +5,9 @@
 #include <cstring>
 #include <string_view>
 
+#include "file_streams.h"
+#include "veltrane/decoder.h"
+
 namespace veltrane::tools {
 
 namespace {
@@ -12,7 +15,9 @@ namespace {
 constexpr std::string_view kMagic = "YUV4MPEG2";
 constexpr std::string_view kFrameMarker = "FRAME";
 constexpr size_t kMaxLineLength = 4096;
-constexpr int kMaxDimension = 16384;
+// Nothing larger can be encoded or decoded, so a header claiming more is refused
+// before a picture is allocated.
+constexpr int kMaxDimension = VELTRANE_MAX_DIMENSION;
 
 // Chroma tags of 8-bit 4:2:0 layouts; they differ only in chroma siting.
 constexpr std::string_view kAcceptedChroma[] = {"420jpeg", "420paldv", "420mpeg2", "420"};
@@ -50,10 +55,6 @@ bool ReadLine(std::FILE* file, std::string* line, bool* sawData) {
 
 bool ReadPlane(std::FILE* file, std::vector<uint8_t>* plane) {
     return std::fread(plane->data(), 1, plane->size(), file) == plane->size();
-}
-
-bool WritePlane(std::FILE* file, const std::vector<uint8_t>& plane) {
-    return std::fwrite(plane.data(), 1, plane.size(), file) == plane.size();
 }
 
 }  // namespace
@@ -125,25 +126,25 @@ std::string FormatY4mHeader(const Y4mHeader& header) {
 }
 
 Y4mReader::~Y4mReader() {
-    if (file_ != nullptr) std::fclose(file_);
+    if (file_ != nullptr) CloseStream(file_);
 }
 
 bool Y4mReader::Open(const std::string& path, std::string* error) {
-    path_ = path;
-    file_ = std::fopen(path.c_str(), "rb");
+    path_ = InputName(path);
+    file_ = OpenInputStream(path);
     if (file_ == nullptr) {
-        *error = path + ": cannot open: " + std::strerror(errno);
+        *error = path_ + ": cannot open: " + std::strerror(errno);
         return false;
     }
     std::string line;
     bool sawData;
     if (!ReadLine(file_, &line, &sawData)) {
-        *error = path + ": not a YUV4MPEG2 file (no header line)";
+        *error = path_ + ": not a YUV4MPEG2 file (no header line)";
         return false;
     }
     std::string why;
     if (!ParseY4mHeader(line, &header_, &why)) {
-        *error = path + ": " + why;
+        *error = path_ + ": " + why;
         return false;
     }
     return true;
@@ -173,20 +174,20 @@ Y4mRead Y4mReader::ReadPicture(YuvPicture* picture, std::string* error) {
 }
 
 Y4mWriter::~Y4mWriter() {
-    if (file_ != nullptr) std::fclose(file_);
+    if (file_ != nullptr) CloseStream(file_);
 }
 
 bool Y4mWriter::Open(const std::string& path, const Y4mHeader& header, std::string* error) {
-    path_ = path;
+    path_ = OutputName(path);
     header_ = header;
-    file_ = std::fopen(path.c_str(), "wb");
+    file_ = OpenOutputStream(path);
     if (file_ == nullptr) {
-        *error = path + ": cannot create: " + std::strerror(errno);
+        *error = path_ + ": cannot create: " + std::strerror(errno);
         return false;
     }
     const std::string text = FormatY4mHeader(header);
     if (std::fwrite(text.data(), 1, text.size(), file_) != text.size()) {
-        *error = path + ": write error";
+        *error = path_ + ": write error";
         return false;
     }
     return true;
@@ -202,8 +203,7 @@ bool Y4mWriter::WritePicture(const YuvPicture& picture, std::string* error) {
     }
     const std::string marker = std::string(kFrameMarker) + "\n";
     if (file_ == nullptr || std::fwrite(marker.data(), 1, marker.size(), file_) != marker.size() ||
-        !WritePlane(file_, picture.y) || !WritePlane(file_, picture.u) ||
-        !WritePlane(file_, picture.v)) {
+        !WriteYuvPlanes(file_, picture)) {
         *error = where + "write error";
         return false;
     }
@@ -213,7 +213,7 @@ bool Y4mWriter::WritePicture(const YuvPicture& picture, std::string* error) {
 
 bool Y4mWriter::Close(std::string* error) {
     if (file_ == nullptr) return true;
-    const bool ok = std::fclose(file_) == 0;
+    const bool ok = CloseStream(file_);
     file_ = nullptr;
     if (!ok) {
         *error = path_ + ": write error while finishing the file";

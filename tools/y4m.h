@@ -34,6 +34,7 @@ public:
     Y4mReader(const Y4mReader&) = delete;
     Y4mReader& operator=(const Y4mReader&) = delete;
 
+    // Opens the file ("-": stdin) and reads its header.
     bool Open(const std::string& path, std::string* error);
     const Y4mHeader& header() const { return header_; }
     // Reads the next picture; errors name the file and the frame.
@@ -53,6 +54,7 @@ public:
     Y4mWriter(const Y4mWriter&) = delete;
     Y4mWriter& operator=(const Y4mWriter&) = delete;
 
+    // Creates the file ("-": stdout) and writes the header.
     bool Open(const std::string& path, const Y4mHeader& header, std::string* error);
     // Every picture must have the header's size: the format cannot change it.
     bool WritePicture(const YuvPicture& picture, std::string* error);

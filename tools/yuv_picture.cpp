@@ -42,3 +42,14 @@ void YuvPicture::CopyFrom(int newWidth, int newHeight, const uint8_t* yPlane, co
 }
 
 }  // namespace veltrane::tools
+
+namespace veltrane::tools {
+
+bool WriteYuvPlanes(std::FILE* file, const YuvPicture& picture) {
+    for (const std::vector<uint8_t>* plane : {&picture.y, &picture.u, &picture.v}) {
+        if (std::fwrite(plane->data(), 1, plane->size(), file) != plane->size()) return false;
+    }
+    return true;
+}
+
+}  // namespace veltrane::tools

@@ -4,6 +4,7 @@
 #define VELTRANE_TOOLS_YUV_PICTURE_H
 
 #include <cstdint>
+#include <cstdio>
 #include <vector>
 
 namespace veltrane::tools {
@@ -23,6 +24,10 @@ struct YuvPicture {
     void CopyFrom(int newWidth, int newHeight, const uint8_t* yPlane, const uint8_t* uPlane,
                   const uint8_t* vPlane, int yStride, int uvStride);
 };
+
+// Writes the Y, U and V planes one after the other, as I420 files and Y4M
+// pictures hold them. False on a write error.
+bool WriteYuvPlanes(std::FILE* file, const YuvPicture& picture);
 
 }  // namespace veltrane::tools
 

@@ -1,7 +1,7 @@
 # Runs one command of the tool and checks what it did.
 #   cmake -DEXPECT_EXIT=N [-DEXPECT_OUTPUT=regex] [-DEXPECT_OUTPUT2=regex]
 #         [-DREJECT_OUTPUT=regex] [-DEXPECT_FILE=path [-DEXPECT_SIZE=bytes]
-#         [-DEXPECT_HEX=offset:hex]] [-DEXPECT_NO_FILE=path]
+#         [-DEXPECT_HEX=offset:hex]] [-DEXPECT_NO_FILE=path[,path...]]
 #         -P expect_cli.cmake -- COMMAND ARGS...
 # Output means stdout and stderr together.
 set(command)
@@ -56,9 +56,12 @@ if(DEFINED EXPECT_FILE)
     endif()
   endif()
 endif()
-if(DEFINED EXPECT_NO_FILE AND EXISTS "${EXPECT_NO_FILE}")
-  list(APPEND failures "${EXPECT_NO_FILE} should not exist")
-endif()
+string(REPLACE "," ";" EXPECT_NO_FILE "${EXPECT_NO_FILE}")
+foreach(path IN LISTS EXPECT_NO_FILE)
+  if(EXISTS "${path}")
+    list(APPEND failures "${path} should not exist")
+  endif()
+endforeach()
 
 if(failures)
   string(REPLACE ";" "\n  " failures "${failures}")

@@ -2,9 +2,11 @@
 //   ivf_mangle corrupt IN OUT FRAME     overwrite the middle of one frame with garbage
 //   ivf_mangle truncate IN OUT BYTES    keep the first BYTES bytes (negative: drop the last -BYTES)
 //   ivf_mangle concat IN1 IN2 OUT       the frames of IN1, then those of IN2
+//   ivf_mangle garbage OUT WxH FRAMES   a header claiming WxH, then FRAMES frames of
+//                                       1000 bytes that are no picture
 #include <cstdio>
-#include <filesystem>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -62,7 +64,8 @@ int Truncate(const std::string& in, const std::string& out, long bytes) {
     std::filesystem::copy_file(in, out, std::filesystem::copy_options::overwrite_existing, error);
     if (error) return 1;
     const auto size = static_cast<long>(std::filesystem::file_size(out));
-    std::filesystem::resize_file(out, static_cast<uintmax_t>(bytes < 0 ? size + bytes : bytes), error);
+    std::filesystem::resize_file(out, static_cast<uintmax_t>(bytes < 0 ? size + bytes : bytes),
+                                 error);
     return error ? 1 : 0;
 }
 
@@ -73,16 +76,28 @@ int Concat(const std::string& first, const std::string& second, const std::strin
     return Save(out, header, frames) ? 0 : 1;
 }
 
+int Garbage(const std::string& out, const std::string& size, long count) {
+    IvfFileHeader header;
+    const size_t x = size.find('x');
+    if (x == std::string::npos) return 2;
+    header.width = static_cast<uint16_t>(std::strtoul(size.c_str(), nullptr, 10));
+    header.height = static_cast<uint16_t>(std::strtoul(size.c_str() + x + 1, nullptr, 10));
+    IvfFrame frame;
+    frame.data.assign(1000, 0xFF);
+    return Save(out, header, std::vector<IvfFrame>(static_cast<size_t>(count), frame)) ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc != 5) {
-        std::fprintf(stderr, "usage: ivf_mangle corrupt|truncate|concat ARGS...\n");
+        std::fprintf(stderr, "usage: ivf_mangle corrupt|truncate|concat|garbage ARGS...\n");
         return 2;
     }
     const std::string mode = argv[1];
     if (mode == "corrupt") return Corrupt(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10));
     if (mode == "truncate") return Truncate(argv[2], argv[3], std::strtol(argv[4], nullptr, 10));
     if (mode == "concat") return Concat(argv[2], argv[3], argv[4]);
+    if (mode == "garbage") return Garbage(argv[2], argv[3], std::strtol(argv[4], nullptr, 10));
     return 2;
 }
