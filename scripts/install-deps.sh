@@ -1,17 +1,64 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build, the tests and the tools need; does
-# nothing when they are all present.
+# Installs the Debian packages that the named steps need, and nothing when they
+# are all present. It never removes a package: should one conflict with an
+# installed package, apt fails instead. While another apt or dpkg runs, it waits
+# for the lock (VELTRANE_APT_LOCK_TIMEOUT seconds, default 600) instead of
+# failing at once.
+# Usage: scripts/install-deps.sh STEP...
+#   build    compiler and CMake          tests    GoogleTest
+#   bench    Google Benchmark            tool     libpng for the veltrane tool
+#   fuzz     clang and libFuzzer         m32      clang's 32-bit x86 (-m32) libraries
+#   install  pkg-config, for the install check
 set -euo pipefail
-packages=(cmake g++ make libgtest-dev libbenchmark-dev libpng-dev clang libclang-rt-dev)
-if [[ "${VELTRANE_M32:-0}" == 1 ]]; then packages+=(g++-multilib googletest); fi
-missing=()
-for p in "${packages[@]}"; do
-  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
-done
-if ((${#missing[@]})); then
-  echo "installing: ${missing[*]}"
-  export DEBIAN_FRONTEND=noninteractive
-  SUDO=""; [[ $(id -u) -ne 0 ]] && SUDO=sudo
-  $SUDO apt-get update -qq
-  $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+declare -A step_packages=(
+  [build]="cmake g++ make"
+  [tests]="libgtest-dev"
+  [bench]="libbenchmark-dev"
+  [tool]="libpng-dev"
+  [fuzz]="clang libclang-rt-dev"
+  # The 32-bit build uses clang -m32 with these libraries; g++-multilib would do
+  # as well but conflicts with Debian's ARM cross compilers. GoogleTest is built
+  # from source there, since only the native library is packaged.
+  [m32]="clang libc6-dev-i386 lib32stdc++-12-dev lib32gcc-12-dev googletest"
+  [install]="pkg-config"
+)
+if (($# == 0)); then
+  echo "usage: $0 STEP... (steps: ${!step_packages[*]})" >&2
+  exit 2
 fi
+missing=()
+for step in "$@"; do
+  if [[ -z ${step_packages[$step]+set} ]]; then
+    echo "$0: unknown step '$step' (steps: ${!step_packages[*]})" >&2
+    exit 2
+  fi
+  for p in ${step_packages[$step]}; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q ' installed$' || missing+=("$p")
+  done
+done
+((${#missing[@]})) || exit 0
+
+mapfile -t missing < <(printf '%s\n' "${missing[@]}" | sort -u)
+echo "installing: ${missing[*]}"
+timeout=${VELTRANE_APT_LOCK_TIMEOUT:-600}
+apt_get=(env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout="$timeout")
+[[ $(id -u) -eq 0 ]] || apt_get=(sudo "${apt_get[@]}")
+
+# DPkg::Lock::Timeout covers dpkg's lock only; "apt-get update" gives up at once
+# while another update holds the package lists, so it is retried until the same
+# deadline.
+update_package_lists() {
+  local deadline=$((SECONDS + timeout)) output
+  until output=$("${apt_get[@]}" update -qq 2>&1); do
+    if [[ $output != *"Could not get lock"* ]] || ((SECONDS >= deadline)); then
+      printf '%s\n' "$output" >&2
+      return 1
+    fi
+    echo "waiting for another apt to release the package lists"
+    sleep 5
+  done
+  [[ -z $output ]] || printf '%s\n' "$output"
+}
+
+update_package_lists
+"${apt_get[@]}" install -y -qq --no-install-recommends --no-remove "${missing[@]}"
