@@ -215,3 +215,8 @@ foreach(output huge.y4m huge_%d.png)
                     OUTPUT2 "0 pictures .*3 errors" NO_FILE ${CLI_DIR}/${written}
                     REQUIRES cli_garbage COMMAND ${SH} "${run}")
 endforeach()
+
+add_test(NAME tools_cli.options_documented
+         COMMAND ${CMAKE_COMMAND} -DTOOL=${TOOL} -DMAN_PAGE=${PROJECT_SOURCE_DIR}/tools/veltrane.1
+                 -DREADME=${PROJECT_SOURCE_DIR}/README.md
+                 -P ${TOOLS_TEST_DIR}/check_documented_options.cmake)

@@ -1,0 +1,27 @@
+# Every long option that a command's --help lists must be documented in the man
+# page and in the README.
+#   cmake -DTOOL=veltrane -DMAN_PAGE=veltrane.1 -DREADME=README.md -P check_documented_options.cmake
+file(READ ${MAN_PAGE} man)
+string(REPLACE "\\" "" man "${man}")  # roff escapes every dash: \-\-md5
+file(READ ${README} readme)
+set(missing)
+foreach(command decode info encode bench)
+  execute_process(COMMAND ${TOOL} ${command} --help OUTPUT_VARIABLE help RESULT_VARIABLE status)
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "${TOOL} ${command} --help exited with ${status}")
+  endif()
+  string(REGEX MATCHALL "--[a-z0-9][a-z0-9-]*" options "${help}")
+  list(REMOVE_DUPLICATES options)
+  foreach(option IN LISTS options)
+    foreach(document man readme)
+      string(FIND "${${document}}" "${option}" found)
+      if(found EQUAL -1)
+        list(APPEND missing "${command} ${option} (${document})")
+      endif()
+    endforeach()
+  endforeach()
+endforeach()
+if(missing)
+  string(REPLACE ";" "\n  " missing "${missing}")
+  message(FATAL_ERROR "options without documentation:\n  ${missing}")
+endif()
