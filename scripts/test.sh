@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The whole test suite in stages: the normal build, an ASan+UBSan build, the
-# fuzz target for a fixed number of runs, the 32-bit build (VELTRANE_M32=0
+# fuzz targets (decoding, plug-in path) for a fixed number of runs, the 32-bit build (VELTRANE_M32=0
 # leaves it out) and the install check. Each stage installs the packages it
 # needs, logs to build/logs/STAGE.log and prints one line; a grand total ends
 # the run. A failed stage does not stop the others; the exit status is 0 only
@@ -36,8 +36,8 @@ stage_fuzz() {
     cmake -S . -B build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang \
       -DCMAKE_CXX_COMPILER=clang++ -DVELTRANE_BUILD_FUZZ=ON -DVELTRANE_SANITIZE=ON \
       -DVELTRANE_BUILD_TESTS=ON -DVELTRANE_BUILD_BENCH=OFF -DVELTRANE_BUILD_TOOLS=OFF &&
-    cmake --build build/fuzz -j"$jobs" --target veltrane_fuzz_decode &&
-    ctest --test-dir build/fuzz -R fuzz_decode_corpus --output-on-failure
+    cmake --build build/fuzz -j"$jobs" --target veltrane_fuzz_decode veltrane_fuzz_plugin &&
+    ctest --test-dir build/fuzz -R 'fuzz_(decode|plugin)_corpus' --output-on-failure
 }
 
 stage_m32() {
@@ -57,7 +57,7 @@ stage_install() {
 stages=(release asan fuzz)
 [[ ${VELTRANE_M32:-1} == 1 ]] && stages+=(m32)
 stages+=(install)
-declare -A titles=([release]="normal build" [asan]="ASan+UBSan build" [fuzz]="fuzz target"
+declare -A titles=([release]="normal build" [asan]="ASan+UBSan build" [fuzz]="fuzz targets"
                    [m32]="32-bit build (clang -m32)" [install]="install and consumers")
 
 total=0 passed=0 failed_stages=() start=$SECONDS
