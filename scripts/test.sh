@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The whole test suite in stages: the normal build, an ASan+UBSan build, the
-# fuzz targets (decoding, plug-in path) for a fixed number of runs, the 32-bit build (VELTRANE_M32=0
-# leaves it out) and the install check. Each stage installs the packages it
+# fuzz targets (decoding, plug-in path) for a fixed number of runs, the 32-bit
+# build (VELTRANE_M32=0 leaves it out) and the install check. Each stage installs the packages it
 # needs, logs to build/logs/STAGE.log and prints one line; a grand total ends
 # the run. A failed stage does not stop the others; the exit status is 0 only
 # when every stage passed.
