@@ -44,7 +44,7 @@ inline int32_t ColumnDcOutput(int32_t dc) { return static_cast<int32_t>(Wrap(dc)
 inline int16_t RowDcOutput(int32_t dc) { return static_cast<int16_t>(Descale(Wrap(dc) + 16u, 5)); }
 
 // The last butterfly stage: y[k] = even[k] + odd[k] and y[7 - k] = even[k] - odd[k].
-inline void CombineHalves(uint32_t e0, uint32_t e1, uint32_t e2, uint32_t e3, uint32_t o0,
+constexpr void CombineHalves(uint32_t e0, uint32_t e1, uint32_t e2, uint32_t e3, uint32_t o0,
                           uint32_t o1, uint32_t o2, uint32_t o3, uint32_t y[8]) {
     y[0] = e0 + o0;
     y[7] = e0 - o0;
@@ -58,7 +58,7 @@ inline void CombineHalves(uint32_t e0, uint32_t e1, uint32_t e2, uint32_t e3, ui
 
 // Raw outputs y[0..7] (before the shift) of the transform of x0..x7; `rounding`
 // is added to every output.
-inline void InverseButterflies(uint32_t x0, uint32_t x1, uint32_t x2, uint32_t x3, uint32_t x4,
+constexpr void InverseButterflies(uint32_t x0, uint32_t x1, uint32_t x2, uint32_t x3, uint32_t x4,
                                uint32_t x5, uint32_t x6, uint32_t x7, uint32_t rounding,
                                uint32_t y[8]) {
     // Even part.

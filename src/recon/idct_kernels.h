@@ -41,6 +41,22 @@ void IdctCornerAddC(const int16_t* coefficients, unsigned char* dst, ptrdiff_t s
 void IdctDcAddC(const int16_t* coefficients, unsigned char* dst, ptrdiff_t stride, int16_t* samples,
                 ptrdiff_t samplesStride);
 
+// The 1-D transform multiplied out, for the SIMD twins: before its rounding and
+// shift, output k of a line x0..x7 is the sum over j of kIdctOutputFactors[k][j]
+// x_j modulo 2^32, as the butterflies compute it (idct_kernels.cpp checks the
+// table against them). Outputs k and 7 - k share the factors of x0, x2, x4, x6
+// and differ in the sign of the others'; every factor fits 16 bits.
+inline constexpr int16_t kIdctOutputFactors[8][8] = {
+    {8192, 11363, 10703, 9633, 8192, 6437, 4433, 2260},
+    {8192, 9633, 4433, -2259, -8192, -11362, -10704, -6436},
+    {8192, 6437, -4433, -11362, -8192, 2261, 10704, 9633},
+    {8192, 2260, -10703, -6436, 8192, 9633, -4433, -11363},
+    {8192, -2260, -10703, 6436, 8192, -9633, -4433, 11363},
+    {8192, -6437, -4433, 11362, -8192, -2261, 10704, -9633},
+    {8192, -9633, 4433, 2259, -8192, 11362, -10704, 6436},
+    {8192, -11363, 10703, -9633, 8192, -6437, 4433, -2260},
+};
+
 extern const IdctKernels kIdctKernelsC;
 #if VELTRANE_X86_KERNELS
 extern const IdctKernels kIdctKernelsSse2;
