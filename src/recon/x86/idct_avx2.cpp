@@ -55,7 +55,7 @@ struct Table {
     Vector rowsToPairs;  // (c0, c2), (c1, c3) of two rows of four
     Vector keepCorner;   // the corner's (x0, x2) and (x1, x3) pairs
     // The bound: 2 |x0| + 13 min(max |x1..x7|, 1261) <= 16383.
-    Vector acLimit, acWeight, rowZeroOver, cornerOver;
+    Vector acLimit, acWeight, totalsOver, cornerTotalsOver;
     Vector outsideCorner01, outsideCorner23;
     Vector pixelLimit;
 };
@@ -88,10 +88,11 @@ constexpr Table kTable = {
                     -1, -1, PairOf(-1, 0), 0}},            // (x1, x3)
     .acLimit = Splat16(1261),
     .acWeight = Splat16(13),
-    // Row 0 fills the low 64 bits of each lane of the loaded rows.
-    .rowZeroOver = {{PairOf(kOver, kOver), PairOf(kOver, kOver), 0, 0, PairOf(kOver, kOver),
-                     PairOf(kOver, kOver), 0, 0}},
-    .cornerOver = Splat32(PairOf(kOver, 0)),
+    // The totals sit where row 0 does in the loaded rows: the low 64 bits of
+    // each lane.
+    .totalsOver = {{PairOf(kOver, kOver), PairOf(kOver, kOver), 0, 0, PairOf(kOver, kOver),
+                    PairOf(kOver, kOver), 0, 0}},
+    .cornerTotalsOver = Splat32(PairOf(kOver, 0)),
     // Outside the corner: row 0 columns 4-7, row 1 columns 3-7, rows 2 and 3
     // columns 2-7 (rows 4-7 are tested whole).
     .outsideCorner01 = {{0, 0, 0, PairOf(0, -1), -1, -1, -1, -1}},
@@ -194,7 +195,7 @@ inline Path ChoosePath(const Rows& rows) {
     const __m256i acTerm = _mm256_mullo_epi16(_mm256_min_epu16(ac, Load(Constants().acLimit)),
                                               Load(Constants().acWeight));
     const __m256i total = _mm256_adds_epu16(acTerm, _mm256_adds_epu16(a01, a01));
-    if (!_mm256_testz_si256(total, Load(Constants().rowZeroOver))) {
+    if (!_mm256_testz_si256(total, Load(Constants().totalsOver))) {
         return Path::kPlain;
     }
     if (_mm256_testz_si256(ac, ac)) {
@@ -302,7 +303,7 @@ inline bool CornerWithinBound(const Corner& corner) {
     const __m128i acTerm = _mm_mullo_epi16(_mm_min_epu16(ac, Load128(Constants().acLimit)),
                                            Load128(Constants().acWeight));
     const __m128i total = _mm_adds_epu16(acTerm, _mm_adds_epu16(e02, e02));
-    return _mm_testz_si128(total, Load128(Constants().cornerOver)) != 0;
+    return _mm_testz_si128(total, Load128(Constants().cornerTotalsOver)) != 0;
 }
 
 // Outputs k and 7 - k of lines with x4..x7 zero, from the pairs (x0, x2) and
