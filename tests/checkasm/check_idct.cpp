@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -46,9 +47,19 @@ int16_t Coefficient(Random& random, Range range) {
     }
 }
 
-enum Shape { kDcOnly, kCorner, kSparse, kDense, kAtBound, kBeyondBound, kLargeRow, kShapes };
-const char* const kShapeNames[kShapes] = {"dc only",  "corner",       "sparse",     "dense",
-                                          "at bound", "beyond bound", "large row 0"};
+enum Shape {
+    kDcOnly,
+    kCorner,
+    kSparse,
+    kDense,
+    kAtBound,
+    kBeyondBound,
+    kLargeRow,
+    kColumnSums,
+    kShapes
+};
+const char* const kShapeNames[kShapes] = {"dc only",  "corner",       "sparse",      "dense",
+                                          "at bound", "beyond bound", "large row 0", "column sums"};
 
 // One column set up so that its column output n is as large as 2 a0 + 13 a1 =
 // limit allows, a0 = |x0| and a1 = |x1..x7|: at the bound (16383) the output
@@ -64,6 +75,27 @@ void ExtremeColumn(Random& random, Block& b, int limit) {
     b[column] = static_cast<int16_t>(sign * a0);
     for (int k = 1; k < 8; ++k)
         b[8 * k + column] = static_cast<int16_t>(sign * BasisSign(n, k) * a1);
+}
+
+// A column whose magnitudes add up to `sum`, half of the time all of it in one
+// row, where the largest factor makes the largest output: the bound of a column
+// pass that tests the sum of a column's magnitudes (NEON: 5905) lies in between.
+void FillColumnWithSum(Random& random, Block& b, int column, int sum) {
+    for (int r = 0; r < 8; ++r) b[8 * r + column] = 0;
+    int left = sum;
+    if (random.Next() & 1) {
+        b[8 * random.Between(0, 7) + column] = static_cast<int16_t>(sum);
+        left = 0;
+    }
+    while (left > 0) {
+        const int r = random.Between(0, 7);
+        const int step = std::min(left, random.Between(1, 2048));
+        b[8 * r + column] = static_cast<int16_t>(std::abs(b[8 * r + column]) + step);
+        left -= step;
+    }
+    for (int r = 0; r < 8; ++r) {
+        if (random.Next() & 1) b[8 * r + column] = static_cast<int16_t>(-b[8 * r + column]);
+    }
 }
 
 Block MakeBlock(Random& random, Shape shape, Range range) {
@@ -90,6 +122,9 @@ Block MakeBlock(Random& random, Shape shape, Range range) {
         case kBeyondBound:
             ExtremeColumn(random, b, random.Next() & 1 ? 16384 : random.Between(16385, 3 * 32767));
             if (random.Between(0, 3) == 0) b[random.Between(0, 63)] = -32768;
+            break;
+        case kColumnSums:
+            for (int c = 0; c < 8; ++c) FillColumnWithSum(random, b, c, 5905 + random.Between(-3, 1));
             break;
         case kLargeRow:  // row pass outputs up to about 7650: saturation of every kind
             for (int k = 0; k < 8; ++k) b[k] = static_cast<int16_t>(random.Between(-8185, 8185));
