@@ -42,12 +42,11 @@ inline int16x8_t ChromaDifference(uint8x8_t samples) {
 inline ChromaTerms LoadChroma(const unsigned char* u, const unsigned char* v) {
     const int16x8_t cu = ChromaDifference(vld1_u8(u));
     const int16x8_t cv = ChromaDifference(vld1_u8(v));
-    const int16x8_t half = vdupq_n_s16(128);
-    // 409 = 256 + 153; 516 = 512 + 4.
-    const int16x8_t red = vaddq_s16(cv, vshrq_n_s16(vmlaq_n_s16(half, cv, 153), 8));
-    const int16x8_t green = vaddq_s16(vshrq_n_s16(vmlaq_n_s16(half, cu, -100), 8),
-                                      vshrq_n_s16(vmlaq_n_s16(half, cv, -208), 8));
-    const int16x8_t blue = vaddq_s16(vshlq_n_s16(cu, 1), vshrq_n_s16(cu, 6));
+    // (k * c + 128) >> 8 is a rounding shift of k * c; 409 = 256 + 153; 516 = 512 + 4.
+    const int16x8_t red = vrsraq_n_s16(cv, vmulq_n_s16(cv, 153), 8);
+    const int16x8_t green =
+        vrsraq_n_s16(vrshrq_n_s16(vmulq_n_s16(cu, -100), 8), vmulq_n_s16(cv, -208), 8);
+    const int16x8_t blue = vsraq_n_s16(vshlq_n_s16(cu, 1), cu, 6);
     ChromaTerms terms;
     Duplicate(red, terms.red);
     Duplicate(green, terms.green);
@@ -83,25 +82,26 @@ inline Channels Convert(const unsigned char* y, const ChromaTerms& chroma) {
             Saturate(luma0, luma1, chroma.blue)};
 }
 
-// 32-bit words 0xAARRGGBB: bytes B, G, R, A in memory.
+// 32-bit words 0xAARRGGBB: bytes B, G, R, A in memory, eight pixels a store.
+inline void StorePixels(unsigned char* out, uint8x16_t blue, uint8x16_t green, uint8x16_t red,
+                        uint8x16_t alpha) {
+    const uint8x8x4_t low = {{vget_low_u8(blue), vget_low_u8(green), vget_low_u8(red),
+                              vget_low_u8(alpha)}};
+    const uint8x8x4_t high = {{vget_high_u8(blue), vget_high_u8(green), vget_high_u8(red),
+                               vget_high_u8(alpha)}};
+    vst4_u8(out, low);
+    vst4_u8(out + 32, high);
+}
+
 inline void StoreOpaque(unsigned char* out, const Channels& c) {
-    uint8x16x4_t pixels;
-    pixels.val[0] = c.blue;
-    pixels.val[1] = c.green;
-    pixels.val[2] = c.red;
-    pixels.val[3] = vdupq_n_u8(0xFF);
-    vst4q_u8(out, pixels);
+    StorePixels(out, c.blue, c.green, c.red, vdupq_n_u8(0xFF));
 }
 
 // Colours capped at alpha; alpha 0 thus gives the word 0.
 inline void StoreWithAlpha(unsigned char* out, const Channels& c, const unsigned char* a) {
     const uint8x16_t alpha = vld1q_u8(a);
-    uint8x16x4_t pixels;
-    pixels.val[0] = vminq_u8(c.blue, alpha);
-    pixels.val[1] = vminq_u8(c.green, alpha);
-    pixels.val[2] = vminq_u8(c.red, alpha);
-    pixels.val[3] = alpha;
-    vst4q_u8(out, pixels);
+    StorePixels(out, vminq_u8(c.blue, alpha), vminq_u8(c.green, alpha), vminq_u8(c.red, alpha),
+                alpha);
 }
 
 void BgraRowPairNeon(const ColorConverter_t* converter, const unsigned char* y0,
