@@ -73,8 +73,8 @@ toolchain=cmake/toolchains/armhf-linux-clang.cmake
 common=(-DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TYPE=RelWithDebInfo
         -DVELTRANE_BUILD_TOOLS=OFF -DVELTRANE_BUILD_BENCH=OFF -DVELTRANE_BUILD_TESTS=OFF
         -DCMAKE_EXE_LINKER_FLAGS=-static)
-cmake -S . -B "$work/armhf-c" "${common[@]}" -DVELTRANE_SIMD=OFF >/dev/null
-cmake -S . -B "$work/armhf-neon" "${common[@]}" >/dev/null
+cmake --no-warn-unused-cli -S . -B "$work/armhf-c" "${common[@]}" -DVELTRANE_SIMD=OFF >/dev/null
+cmake --no-warn-unused-cli -S . -B "$work/armhf-neon" "${common[@]}" >/dev/null
 for variant in c neon; do
   cmake --build "$work/armhf-$variant" -j"$jobs" --target veltrane_decode_frames >/dev/null
 done

@@ -37,12 +37,12 @@ common=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELTRANE_BUILD_TOOLS=OFF -DVELTRANE_
 qemu=(qemu-arm -L /usr/arm-linux-gnueabihf)
 
 echo "== armhf build (NEON), tests under qemu-arm"
-cmake -S . -B build/armhf -DCMAKE_TOOLCHAIN_FILE="$toolchain" "${common[@]}" >/dev/null
+cmake --no-warn-unused-cli -S . -B build/armhf -DCMAKE_TOOLCHAIN_FILE="$toolchain" "${common[@]}" >/dev/null
 cmake --build build/armhf -j"$jobs"
 ctest --test-dir build/armhf --output-on-failure -j"$jobs"
 
 echo "== armhf build for a core without NEON (vfpv3-d16): C kernels"
-cmake -S . -B build/armhf-vfp -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DVELTRANE_ARM_FPU=vfpv3-d16 \
+cmake --no-warn-unused-cli -S . -B build/armhf-vfp -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DVELTRANE_ARM_FPU=vfpv3-d16 \
   "${common[@]}" >/dev/null
 cmake --build build/armhf-vfp -j"$jobs" --target veltrane_digest veltrane_checkasm
 "${qemu[@]}" build/armhf-vfp/tests/veltrane_checkasm | sed -n "1p;\$p"
