@@ -74,7 +74,11 @@ int main(int argc, char** argv) {
     void* session = DecompressOpen(width, height, MallocAllocator());
     if (session == nullptr) return Fail(path, "cannot open a decoder of the header's size");
     std::vector<uint32_t> pixels(static_cast<size_t>(width) * static_cast<size_t>(height));
-    QXImage_t image{kQXImageFormatBGRA32, width, height, 0, width * 4,
+    QXImage_t image{kQXImageFormatBGRA32,
+                    width,
+                    height,
+                    0,
+                    width * 4,
                     reinterpret_cast<unsigned char*>(pixels.data())};
     size_t pos = 32;
     long decoded = 0;
@@ -93,7 +97,8 @@ int main(int argc, char** argv) {
         const int32_t result = DecompressFrame(session, &data[pos], size, bgra ? &image : nullptr);
         pos += size;
         if (result != 0) {
-            status = Fail(path, "frame " + std::to_string(index) + ": status " + std::to_string(result));
+            status =
+                Fail(path, "frame " + std::to_string(index) + ": status " + std::to_string(result));
             break;
         }
         ++decoded;

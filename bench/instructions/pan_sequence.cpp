@@ -29,13 +29,22 @@ bool ReadPpm(const char* path, Image* image) {
     std::FILE* file = std::fopen(path, "rb");
     if (file == nullptr) return false;
     int maxValue = 0;
-    const bool header = std::fscanf(file, "P6 %d %d %d", &image->width, &image->height, &maxValue) == 3 &&
-                        std::fgetc(file) != EOF;
-    const bool sane = header && maxValue == 255 && image->width > 0 && image->height > 0 &&
-                      image->width <= 16384 && image->height <= 16384;
+    const bool header =
+        std::fscanf(file, "P6 %d %d %d", &image->width, &image->height, &maxValue) == 3 &&
+        std::fgetc(file) != EOF;
+    bool sane = header && maxValue == 255 && image->width > 0 && image->height > 0 &&
+                image->width <= 16384 && image->height <= 16384;
+    // The pixels must be in the file before anything is allocated for them.
+    if (sane) {
+        const long start = std::ftell(file);
+        sane = start >= 0 && std::fseek(file, 0, SEEK_END) == 0 &&
+               std::ftell(file) - start >= static_cast<long>(image->width) * image->height * 3 &&
+               std::fseek(file, start, SEEK_SET) == 0;
+    }
     if (sane) {
         image->rgb.resize(static_cast<size_t>(image->width) * image->height * 3);
-        const bool complete = std::fread(image->rgb.data(), 1, image->rgb.size(), file) == image->rgb.size();
+        const bool complete =
+            std::fread(image->rgb.data(), 1, image->rgb.size(), file) == image->rgb.size();
         std::fclose(file);
         return complete;
     }
@@ -43,7 +52,9 @@ bool ReadPpm(const char* path, Image* image) {
     return false;
 }
 
-unsigned char Clip(double v) { return static_cast<unsigned char>(std::clamp(std::lround(v), 0L, 255L)); }
+unsigned char Clip(double v) {
+    return static_cast<unsigned char>(std::clamp(std::lround(v), 0L, 255L));
+}
 
 }  // namespace
 
@@ -53,11 +64,13 @@ int main(int argc, char** argv) {
         return 2;
     }
     Image photo;
-    if (!ReadPpm(argv[1], &photo)) return Fail(std::string(argv[1]) + ": not a readable 8-bit P6 PPM");
+    if (!ReadPpm(argv[1], &photo))
+        return Fail(std::string(argv[1]) + ": not a readable 8-bit P6 PPM");
     const int width = std::atoi(argv[2]);
     const int height = std::atoi(argv[3]);
     const int frames = std::atoi(argv[4]);
-    if (width < 16 || height < 16 || width % 2 || height % 2 || frames < 1) return Fail("bad size or frame count");
+    if (width < 16 || height < 16 || width % 2 || height % 2 || frames < 1)
+        return Fail("bad size or frame count");
     // The pan: 1.25 samples right and 0.5 down a picture, bouncing at the edges.
     const double rangeX = photo.width - width - 1;
     const double rangeY = photo.height - height - 1;
@@ -104,7 +117,8 @@ int main(int argc, char** argv) {
                 for (int c = 0; c < width; c += 2) {
                     const size_t i = static_cast<size_t>(r) * width + c;
                     plane.push_back(Clip(((*chroma)[i] + (*chroma)[i + 1] + (*chroma)[i + width] +
-                                          (*chroma)[i + width + 1]) / 4));
+                                          (*chroma)[i + width + 1]) /
+                                         4));
                 }
             }
             std::fwrite(plane.data(), 1, plane.size(), out);

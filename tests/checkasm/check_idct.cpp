@@ -124,7 +124,8 @@ Block MakeBlock(Random& random, Shape shape, Range range) {
             if (random.Between(0, 3) == 0) b[random.Between(0, 63)] = -32768;
             break;
         case kColumnSums:
-            for (int c = 0; c < 8; ++c) FillColumnWithSum(random, b, c, 5905 + random.Between(-3, 1));
+            for (int c = 0; c < 8; ++c)
+                FillColumnWithSum(random, b, c, 5905 + random.Between(-3, 1));
             break;
         case kLargeRow:  // row pass outputs up to about 7650: saturation of every kind
             for (int k = 0; k < 8; ++k) b[k] = static_cast<int16_t>(random.Between(-8185, 8185));

@@ -52,7 +52,10 @@ private:
 class Session {
 public:
     Session(int width, int height, bool image, bool bottomUp)
-        : width_(width), height_(height), image_(image), bottomUp_(bottomUp),
+        : width_(width),
+          height_(height),
+          image_(image),
+          bottomUp_(bottomUp),
           handle_(DecompressOpen(width, height, MallocAllocator())) {}
     ~Session() { DecompressClose(handle_); }
     Session(const Session&) = delete;
@@ -65,8 +68,9 @@ public:
 
     int32_t Decode(const unsigned char* frame, uint32_t size) {
         pixels_.assign(static_cast<size_t>(width_) * static_cast<size_t>(height_), 0);
-        QXImage_t image{kQXImageFormatBGRA32, width_, height_, bottomUp_ ? 1u : 0u, width_ * 4,
-                        reinterpret_cast<unsigned char*>(pixels_.data())};
+        QXImage_t image{
+            kQXImageFormatBGRA32, width_,     height_,
+            bottomUp_ ? 1u : 0u,  width_ * 4, reinterpret_cast<unsigned char*>(pixels_.data())};
         return DecompressFrame(handle_, frame, size, image_ ? &image : nullptr);
     }
 
@@ -142,9 +146,9 @@ void ReplaySeed(const std::string& name, const std::vector<unsigned char>& data)
             return colour->Decode(frame.data(), static_cast<uint32_t>(frame.size()));
         };
         uint32_t type = 0, frameWidth = 0, frameHeight = 0;
-        const int32_t inquiry = DecompressGetFrameAttributes(
-            colour->handle(), frame.data(), static_cast<uint32_t>(frame.size()), &type, &frameWidth,
-            &frameHeight);
+        const int32_t inquiry = DecompressGetFrameAttributes(colour->handle(), frame.data(),
+                                                             static_cast<uint32_t>(frame.size()),
+                                                             &type, &frameWidth, &frameHeight);
         int32_t status = decode();
         if (status == 30 && inquiry == 0 && frameWidth <= 1024 && frameHeight <= 1024 &&
             frameWidth * frameHeight <= 352 * 288) {
@@ -181,8 +185,12 @@ void ReplayCorpus(const std::filesystem::path& directory) {
 class Sequence {
 public:
     Sequence(int width, int height)
-        : width_(width), height_(height), cw_((width + 1) / 2), ch_((height + 1) / 2),
-          y_(static_cast<size_t>(width * height)), u_(static_cast<size_t>(cw_ * ch_)),
+        : width_(width),
+          height_(height),
+          cw_((width + 1) / 2),
+          ch_((height + 1) / 2),
+          y_(static_cast<size_t>(width * height)),
+          u_(static_cast<size_t>(cw_ * ch_)),
           v_(u_.size()) {}
 
     veltrane::enc::PlaneView Frame(int t) {

@@ -85,10 +85,10 @@ inline Channels Convert(const unsigned char* y, const ChromaTerms& chroma) {
 // 32-bit words 0xAARRGGBB: bytes B, G, R, A in memory, eight pixels a store.
 inline void StorePixels(unsigned char* out, uint8x16_t blue, uint8x16_t green, uint8x16_t red,
                         uint8x16_t alpha) {
-    const uint8x8x4_t low = {{vget_low_u8(blue), vget_low_u8(green), vget_low_u8(red),
-                              vget_low_u8(alpha)}};
-    const uint8x8x4_t high = {{vget_high_u8(blue), vget_high_u8(green), vget_high_u8(red),
-                               vget_high_u8(alpha)}};
+    const uint8x8x4_t low = {
+        {vget_low_u8(blue), vget_low_u8(green), vget_low_u8(red), vget_low_u8(alpha)}};
+    const uint8x8x4_t high = {
+        {vget_high_u8(blue), vget_high_u8(green), vget_high_u8(red), vget_high_u8(alpha)}};
     vst4_u8(out, low);
     vst4_u8(out + 32, high);
 }

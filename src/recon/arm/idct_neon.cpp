@@ -109,8 +109,8 @@ VELTRANE_NEON_INLINE Lines Transform(const Lines& x) {
     b0 = vmlal_n_s16(b0, x.x5, 9633);
     b0 = vmlsl_n_s16(b0, x.x7, 11363);
 
-    return Combine<Pass>(vaddq_s32(t0, t3), vaddq_s32(t1, t2), vsubq_s32(t1, t2),
-                         vsubq_s32(t0, t3), b0, b1, b2, b3);
+    return Combine<Pass>(vaddq_s32(t0, t3), vaddq_s32(t1, t2), vsubq_s32(t1, t2), vsubq_s32(t0, t3),
+                         b0, b1, b2, b3);
 }
 
 // The same with x4..x7 zero.
@@ -123,8 +123,8 @@ VELTRANE_NEON_INLINE Lines Transform4(int16x4_t x0, int16x4_t x1, int16x4_t x2, 
     const int32x4_t b2 = vmlsl_n_s16(vmull_n_s16(x1, 9633), x3, 2259);
     const int32x4_t b1 = vmlsl_n_s16(vmull_n_s16(x1, 6437), x3, 11362);
     const int32x4_t b0 = vmlsl_n_s16(vmull_n_s16(x1, 2260), x3, 6436);
-    return Combine<Pass>(vaddq_s32(t0, t3), vaddq_s32(t0, t2), vsubq_s32(t0, t2),
-                         vsubq_s32(t0, t3), b0, b1, b2, b3);
+    return Combine<Pass>(vaddq_s32(t0, t3), vaddq_s32(t0, t2), vsubq_s32(t0, t2), vsubq_s32(t0, t3),
+                         b0, b1, b2, b3);
 }
 
 VELTRANE_NEON_INLINE Lines LowHalves(const Block& m) {
@@ -139,10 +139,11 @@ VELTRANE_NEON_INLINE Lines HighHalves(const Block& m) {
 
 template <typename Pass>
 VELTRANE_NEON_INLINE Block Join(const Lines& low, const Lines& high) {
-    return {Pass::Finish(vcombine_s16(low.x0, high.x0)), Pass::Finish(vcombine_s16(low.x1, high.x1)),
-            Pass::Finish(vcombine_s16(low.x2, high.x2)), Pass::Finish(vcombine_s16(low.x3, high.x3)),
-            Pass::Finish(vcombine_s16(low.x4, high.x4)), Pass::Finish(vcombine_s16(low.x5, high.x5)),
-            Pass::Finish(vcombine_s16(low.x6, high.x6)), Pass::Finish(vcombine_s16(low.x7, high.x7))};
+    return {
+        Pass::Finish(vcombine_s16(low.x0, high.x0)), Pass::Finish(vcombine_s16(low.x1, high.x1)),
+        Pass::Finish(vcombine_s16(low.x2, high.x2)), Pass::Finish(vcombine_s16(low.x3, high.x3)),
+        Pass::Finish(vcombine_s16(low.x4, high.x4)), Pass::Finish(vcombine_s16(low.x5, high.x5)),
+        Pass::Finish(vcombine_s16(low.x6, high.x6)), Pass::Finish(vcombine_s16(low.x7, high.x7))};
 }
 
 // Eight 1-D transforms at once, register k holding input k of every line.
@@ -238,8 +239,8 @@ VELTRANE_NEON_INLINE bool LoadBlock(const int16_t* c, Block& m) {
     sum = AbsoluteSum(sum, m.r6);
     sum = AbsoluteSum(sum, m.r7);
     const uint16x8_t over = vcgtq_s16(sum, vdupq_n_s16(kColumnSumLimit));
-    return vget_lane_u64(vreinterpret_u64_u16(vorr_u16(vget_low_u16(over), vget_high_u16(over))), 0) ==
-           0;
+    return vget_lane_u64(vreinterpret_u64_u16(vorr_u16(vget_low_u16(over), vget_high_u16(over))),
+                         0) == 0;
 }
 
 // The corner block: the plain kernels read rows 0 to 3 of columns 0 and 1, rows
@@ -337,8 +338,8 @@ void IdctCornerToResidualNeon(const int16_t* coefficients, int16_t* dst, ptrdiff
     StoreResidual(InverseCorner(x0, x1, x2, x3), dst, stride);
 }
 
-void IdctAddNeon(const int16_t* coefficients, unsigned char* dst, ptrdiff_t stride, int16_t* samples,
-                 ptrdiff_t samplesStride) {
+void IdctAddNeon(const int16_t* coefficients, unsigned char* dst, ptrdiff_t stride,
+                 int16_t* samples, ptrdiff_t samplesStride) {
     Block m;
     if (!LoadBlock(coefficients, m)) {
         IdctAddC(coefficients, dst, stride, samples, samplesStride);
@@ -362,7 +363,8 @@ void IdctCornerAddNeon(const int16_t* coefficients, unsigned char* dst, ptrdiff_
 void IdctDcAddNeon(const int16_t* coefficients, unsigned char* dst, ptrdiff_t stride,
                    int16_t* samples, ptrdiff_t samplesStride) {
     const uint32_t scaled = static_cast<uint32_t>(coefficients[0]) << 2;
-    const int16x8_t value = vdupq_n_s16(static_cast<int16_t>(static_cast<int32_t>(scaled + 16u) >> 5));
+    const int16x8_t value =
+        vdupq_n_s16(static_cast<int16_t>(static_cast<int32_t>(scaled + 16u) >> 5));
     for (int r = 0; r < 8; ++r, dst += stride, samples += samplesStride) {
         AddRow(value, dst, samples);
     }
@@ -370,7 +372,8 @@ void IdctDcAddNeon(const int16_t* coefficients, unsigned char* dst, ptrdiff_t st
 
 }  // namespace
 
-const IdctKernels kIdctKernelsNeon = {IdctToPixelsNeon, IdctToResidualNeon, IdctCornerToResidualNeon,
-                                      IdctAddNeon,      IdctCornerAddNeon,  IdctDcAddNeon};
+const IdctKernels kIdctKernelsNeon = {IdctToPixelsNeon,         IdctToResidualNeon,
+                                      IdctCornerToResidualNeon, IdctAddNeon,
+                                      IdctCornerAddNeon,        IdctDcAddNeon};
 
 }  // namespace veltrane

@@ -56,7 +56,8 @@ struct RowsDiagonal {
     const unsigned char* src;
     ptrdiff_t stride;
     uint16x8_t above;
-    RowsDiagonal(const unsigned char* s, ptrdiff_t st) : src(s + st), stride(st), above(PairSum8(s)) {}
+    RowsDiagonal(const unsigned char* s, ptrdiff_t st)
+        : src(s + st), stride(st), above(PairSum8(s)) {}
     uint8x8_t Next() {
         const uint16x8_t below = PairSum8(src);
         const uint8x8_t row = vrshrn_n_u16(vaddq_u16(above, below), 2);
