@@ -20,20 +20,7 @@ cd "$(dirname "$0")/.."
 profile=0
 [[ "${1:-}" == "--profile" ]] && profile=1
 
-packages=(cmake make clang g++ qemu-user binutils-arm-linux-gnueabihf libc6-dev-armhf-cross
-          libstdc++-12-dev-armhf-cross libgcc-12-dev-armhf-cross libpng-dev libjpeg-turbo-progs)
-missing=()
-for p in "${packages[@]}"; do
-  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
-done
-SUDO=""; [[ $(id -u) -ne 0 ]] && SUDO=sudo
-if ((${#missing[@]})); then
-  echo "installing: ${missing[*]}"
-  export DEBIAN_FRONTEND=noninteractive
-  $SUDO apt-get update -qq
-  $SUDO apt-get install -y -qq --no-install-recommends --no-remove \
-    -o DPkg::Lock::Timeout=600 "${missing[@]}" >/dev/null
-fi
+scripts/install-armhf-deps.sh count
 
 jobs=$(nproc)
 ((jobs > 2)) && jobs=2
@@ -46,8 +33,9 @@ gop=12
 # The photograph: fetched as a package file, not installed.
 photo=$work/Garden.jpg
 if [[ ! -f $photo ]]; then
+  sudo=""; [[ $(id -u) -eq 0 ]] || sudo=sudo
   (cd "$work" && { apt-get download mate-backgrounds >/dev/null 2>&1 ||
-                   { $SUDO apt-get update -qq && apt-get download mate-backgrounds >/dev/null; }; })
+                   { $sudo apt-get update -qq && apt-get download mate-backgrounds >/dev/null; }; })
   dpkg-deb --fsys-tarfile "$work"/mate-backgrounds_*.deb |
     tar -xO ./usr/share/backgrounds/mate/nature/Garden.jpg >"$photo"
 fi

@@ -5,28 +5,12 @@
 # that the decoded pictures of every fuzzing seed and of a set of encoder-made
 # streams are bit-identical between a native build, the armhf NEON build and an
 # armhf build for a core without NEON (C kernels only).
-#
-# The packages coexist with g++-multilib (the i386 build), which the GCC cross
-# compiler g++-arm-linux-gnueabihf would remove: clang is one compiler for every
-# target, and the cross sysroot packages only add files under
-# /usr/arm-linux-gnueabihf and /usr/lib/gcc-cross.
+# Packages: scripts/install-armhf-deps.sh (they coexist with g++-multilib and
+# with the GCC cross compiler, which exclude each other).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(cmake make clang g++ qemu-user googletest binutils-arm-linux-gnueabihf
-          libc6-dev-armhf-cross libstdc++-12-dev-armhf-cross libgcc-12-dev-armhf-cross)
-missing=()
-for p in "${packages[@]}"; do
-  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
-done
-if ((${#missing[@]})); then
-  echo "installing: ${missing[*]}"
-  export DEBIAN_FRONTEND=noninteractive
-  SUDO=""; [[ $(id -u) -ne 0 ]] && SUDO=sudo
-  $SUDO apt-get update -qq
-  $SUDO apt-get install -y -qq --no-install-recommends --no-remove \
-    -o DPkg::Lock::Timeout=600 "${missing[@]}" >/dev/null
-fi
+scripts/install-armhf-deps.sh
 
 jobs=$(nproc)
 ((jobs > 2)) && jobs=2
