@@ -20,7 +20,7 @@ cd "$(dirname "$0")/.."
 profile=0
 [[ "${1:-}" == "--profile" ]] && profile=1
 
-scripts/install-armhf-deps.sh count
+scripts/install-deps.sh build tool armhf count
 
 jobs=$(nproc)
 ((jobs > 2)) && jobs=2

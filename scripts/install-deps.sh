@@ -9,6 +9,9 @@
 #   bench    Google Benchmark            tool     libpng for the veltrane tool
 #   fuzz     clang and libFuzzer         m32      clang's 32-bit x86 (-m32) libraries
 #   install  pkg-config, for the install check
+#   armhf    the armhf cross build under qemu-arm: clang with Debian's cross
+#            sysroot (C library, libstdc++, libgcc), the ARM linker, qemu-arm
+#   count    what scripts/count-armhf.sh adds: libpng for the encoder tool, djpeg
 set -euo pipefail
 declare -A step_packages=(
   [build]="cmake g++ make"
@@ -21,6 +24,9 @@ declare -A step_packages=(
   # from source there, since only the native library is packaged.
   [m32]="clang libc6-dev-i386 lib32stdc++-12-dev lib32gcc-12-dev googletest"
   [install]="pkg-config"
+  # None of these conflicts with g++-multilib or the GCC cross compiler.
+  [armhf]="clang googletest qemu-user binutils-arm-linux-gnueabihf libc6-dev-armhf-cross libstdc++-12-dev-armhf-cross libgcc-12-dev-armhf-cross"
+  [count]="libpng-dev libjpeg-turbo-progs"
 )
 if (($# == 0)); then
   echo "usage: $0 STEP... (steps: ${!step_packages[*]})" >&2

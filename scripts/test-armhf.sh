@@ -5,12 +5,12 @@
 # that the decoded pictures of every fuzzing seed and of a set of encoder-made
 # streams are bit-identical between a native build, the armhf NEON build and an
 # armhf build for a core without NEON (C kernels only).
-# Packages: scripts/install-armhf-deps.sh (they coexist with g++-multilib and
+# Packages: scripts/install-deps.sh build armhf (they coexist with g++-multilib and
 # with the GCC cross compiler, which exclude each other).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install-armhf-deps.sh
+scripts/install-deps.sh build armhf
 
 jobs=$(nproc)
 ((jobs > 2)) && jobs=2

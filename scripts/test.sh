@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # The whole test suite in stages: the normal build, an ASan+UBSan build, the
 # fuzz targets (decoding, plug-in path) for a fixed number of runs, the 32-bit
-# build (VELTRANE_M32=0 leaves it out) and the install check. Each stage installs the packages it
+# x86 build (VELTRANE_M32=0 leaves it out), the armhf cross build run under
+# qemu-arm (VELTRANE_ARMHF=0 leaves it out) and the install check. Each stage installs the packages it
 # needs, logs to build/logs/STAGE.log and prints one line; a grand total ends
 # the run. A failed stage does not stop the others; the exit status is 0 only
 # when every stage passed.
-# Environment: JOBS (default: the number of cores), VELTRANE_M32.
+# Environment: JOBS (default: the number of cores), VELTRANE_M32, VELTRANE_ARMHF.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit 1
 jobs=${JOBS:-$(nproc)}
@@ -44,6 +45,10 @@ stage_m32() {
   scripts/test-m32.sh
 }
 
+stage_armhf() {
+  scripts/test-armhf.sh
+}
+
 stage_install() {
   scripts/install-deps.sh build install &&
     if [[ -x build/release/tools/veltrane ]]; then
@@ -56,9 +61,11 @@ stage_install() {
 
 stages=(release asan fuzz)
 [[ ${VELTRANE_M32:-1} == 1 ]] && stages+=(m32)
+[[ ${VELTRANE_ARMHF:-1} == 1 ]] && stages+=(armhf)
 stages+=(install)
 declare -A titles=([release]="normal build" [asan]="ASan+UBSan build" [fuzz]="fuzz targets"
-                   [m32]="32-bit build (clang -m32)" [install]="install and consumers")
+                   [m32]="32-bit build (clang -m32)" [armhf]="armhf build under qemu-arm"
+                   [install]="install and consumers")
 
 total=0 passed=0 failed_stages=() start=$SECONDS
 for stage in "${stages[@]}"; do
