@@ -34,6 +34,7 @@ done
 command -v mpeg2enc >/dev/null || { echo "make_streams.sh: mpeg2enc not found (mjpegtools)" >&2; exit 1; }
 [[ -r "$photo" ]] || { echo "make_streams.sh: $photo: no such photo (plasma-workspace-wallpapers)" >&2; exit 1; }
 mkdir -p "$out"
+out=$(cd "$out" && pwd)  # the list names files by absolute path
 
 # Payload bytes of an IVF file: everything but the 32-byte file header and the
 # 12-byte header of each frame.
