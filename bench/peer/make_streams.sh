@@ -64,7 +64,7 @@ encode_theirs_to() {  # y4m m2v frames target_bytes
   kbps=$(calc "$target * 8 * $fps / $frames / 1000")
   for _ in 1 2 3 4 5 6 7 8; do
     mpeg2enc -v 0 -f 3 --no-constraints -R 0 -g "$gop" -G "$gop" -b "$kbps" -o "$m2v.try" \
-      < "$y4m" >/dev/null 2>&1
+      < "$y4m" >/dev/null 2>&1 || { echo "make_streams.sh: mpeg2enc failed on $y4m" >&2; return 1; }
     bytes=$(stat -c %s "$m2v.try")
     if [[ $best == 0 ]] || awk -v a="$bytes" -v b="$best" -v t="$target" \
         'BEGIN { exit !((a - t) ^ 2 < (b - t) ^ 2) }'; then
@@ -101,7 +101,7 @@ for entry in "${sizes[@]}"; do
     rate=$(whole "$bpp * $width * $height * $fps")
     "$tool" encode "$y4m" -o "$stem.ivf" --bitrate "$rate" --gop "$gop" >/dev/null
     ours=$(ivf_bytes "$stem.ivf" "$frames")
-    theirs=$(encode_theirs_to "$y4m" "$stem.m2v" "$frames" "$ours")
+    theirs=$(encode_theirs_to "$y4m" "$stem.m2v" "$frames" "$ours") || exit 1
     if ! within "$theirs" "$ours" && ((theirs > ours)); then
       echo "  $name at $bpp bits/pixel: mpeg2enc cannot go below $theirs bytes; ours re-made at that size"
       encode_ours_to "$y4m" "$stem.ivf" "$frames" "$theirs" \
