@@ -85,8 +85,16 @@ int main(int argc, char** argv) {
         return 1;
     }
     veltrane::peer::JpegIslow jpeg;
-    const std::string jpegRoutine =
-        jpeg.Open(&error) ? jpeg.SelectedInstructionSet() : "not available: " + error;
+    std::string jpegRoutine;
+    if (!jpeg.Open(&error)) {
+        jpegRoutine = "not available: " + error;
+    } else {
+        const std::string set = jpeg.SelectedInstructionSet();
+        jpegRoutine = set == "C" ? "plain C (jpeg_idct_islow)"
+                                 : "SIMD (not the exported C jpeg_idct_islow: its SIMD entry, "
+                                   "which takes " +
+                                       set + " on this CPU)";
+    }
     std::printf(
         "libmpeg2 acceleration: %s\nlibyuv CPU flags: %s\n"
         "libjpeg-turbo islow routine: %s\n%d rounds, at least %s of each side per round\n",
