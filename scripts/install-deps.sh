@@ -12,6 +12,7 @@
 #   armhf    the armhf cross build under qemu-arm: clang with Debian's cross
 #            sysroot (C library, libstdc++, libgcc), the ARM linker, qemu-arm
 #   count    what scripts/count-armhf.sh adds: libpng for the encoder tool, djpeg
+#   peer     the peer benchmark: libjpeg-turbo, libyuv, libmpeg2, mpeg2enc, the photo
 set -euo pipefail
 declare -A step_packages=(
   [build]="cmake g++ make"
@@ -27,6 +28,7 @@ declare -A step_packages=(
   # None of these conflicts with g++-multilib or the GCC cross compiler.
   [armhf]="clang googletest qemu-user binutils-arm-linux-gnueabihf libc6-dev-armhf-cross libstdc++-12-dev-armhf-cross libgcc-12-dev-armhf-cross"
   [count]="libpng-dev libjpeg-turbo-progs"
+  [peer]="libjpeg62-turbo-dev libyuv-dev libmpeg2-4-dev mjpegtools plasma-workspace-wallpapers pkg-config"
 )
 if (($# == 0)); then
   echo "usage: $0 STEP... (steps: ${!step_packages[*]})" >&2

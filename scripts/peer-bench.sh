@@ -17,23 +17,9 @@ for arg in "$@"; do
   if [[ $arg == --quick ]]; then quick=1; options+=(--quick); else options+=("$arg"); fi
 done
 
-scripts/install-deps.sh
-# For comparison only: nothing but this benchmark links them. The photo comes
-# from plasma-workspace-wallpapers (GPL-2+).
-packages=(libjpeg62-turbo-dev libyuv-dev libmpeg2-4-dev mjpegtools plasma-workspace-wallpapers
-          pkg-config)
-missing=()
-for p in "${packages[@]}"; do
-  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
-done
-if ((${#missing[@]})); then
-  echo "installing: ${missing[*]}"
-  export DEBIAN_FRONTEND=noninteractive
-  SUDO=""; [[ $(id -u) -ne 0 ]] && SUDO=sudo
-  $SUDO apt-get update -qq -o DPkg::Lock::Timeout=600
-  $SUDO apt-get install -y -qq --no-install-recommends --no-remove -o DPkg::Lock::Timeout=600 \
-    "${missing[@]}" >/dev/null
-fi
+# The peer libraries are for comparison only: nothing but this benchmark links
+# them. The photo comes from plasma-workspace-wallpapers (GPL-2+).
+scripts/install-deps.sh build tool peer
 
 build=build/release
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELTRANE_BUILD_TOOLS=ON \
