@@ -218,11 +218,28 @@ void BgraRowPairAvx2(const ColorConverter_t* converter, const unsigned char* y0,
     }
     const LaneOrder order = BgraOrder();
     const __m256i opaque = Bytes(0xFF);
+    // The upper row goes first and keeps the chroma terms of a run of steps (a
+    // whole row up to 2048 pixels); the lower row then reuses them. Reading each luma row front to
+    // back, instead of both rows step by step in turn, keeps the reads one sequential stream, which
+    // matters once the pictures no longer fit the caches.
+    constexpr int kRun = 64;
+    ChromaTerms terms[kRun];
+    int positions[kRun];
+    int steps = 0;
+    auto lowerRow = [&] {
+        for (int i = 0; i < steps; ++i) {
+            const int x = positions[i];
+            StoreBgra(out1 + 4 * x, ConvertStep(LoadPermuted(y1 + x, order), terms[i]), opaque);
+        }
+        steps = 0;
+    };
     const int done = ForEachStep(width, [&](int x) {
-        const ChromaTerms terms = LoadChromaTerms(u + x / 2, v + x / 2, order);
-        StoreBgra(out0 + 4 * x, ConvertStep(LoadPermuted(y0 + x, order), terms), opaque);
-        StoreBgra(out1 + 4 * x, ConvertStep(LoadPermuted(y1 + x, order), terms), opaque);
+        terms[steps] = LoadChromaTerms(u + x / 2, v + x / 2, order);
+        positions[steps] = x;
+        StoreBgra(out0 + 4 * x, ConvertStep(LoadPermuted(y0 + x, order), terms[steps]), opaque);
+        if (++steps == kRun) lowerRow();
     });
+    lowerRow();
     if (done < width) {
         BgraRowPairC(converter, y0 + done, y1 + done, u + done / 2, v + done / 2, out0 + 4 * done,
                      out1 + 4 * done, width - done);

@@ -186,11 +186,28 @@ void BgraRowPairSse2(const ColorConverter_t* converter, const unsigned char* y0,
                      const unsigned char* y1, const unsigned char* u, const unsigned char* v,
                      unsigned char* out0, unsigned char* out1, int width) {
     const __m128i opaque = Bytes(0xFF);
+    // The upper row goes first and keeps the chroma terms of a run of steps (a
+    // whole row up to 2048 pixels); the lower row then reuses them. Reading each
+    // luma row front to back, instead of both rows step by step in turn, keeps
+    // the reads one sequential stream, which matters once the pictures no
+    // longer fit the caches.
+    constexpr int kRun = 128;
+    ChromaTerms terms[kRun];
+    int positions[kRun];
+    int steps = 0;
+    auto lowerRow = [&] {
+        for (int i = 0; i < steps; ++i) {
+            StoreBgra(out1 + 4 * positions[i], ConvertStep(y1 + positions[i], terms[i]), opaque);
+        }
+        steps = 0;
+    };
     const int done = ForEachStep(width, [&](int x) {
-        const ChromaTerms terms = LoadChromaTerms(u + x / 2, v + x / 2);
-        StoreBgra(out0 + 4 * x, ConvertStep(y0 + x, terms), opaque);
-        StoreBgra(out1 + 4 * x, ConvertStep(y1 + x, terms), opaque);
+        terms[steps] = LoadChromaTerms(u + x / 2, v + x / 2);
+        positions[steps] = x;
+        StoreBgra(out0 + 4 * x, ConvertStep(y0 + x, terms[steps]), opaque);
+        if (++steps == kRun) lowerRow();
     });
+    lowerRow();
     if (done < width) {
         BgraRowPairC(converter, y0 + done, y1 + done, u + done / 2, v + done / 2, out0 + 4 * done,
                      out1 + 4 * done, width - done);
