@@ -1,7 +1,7 @@
 // veltrane_peer_bench: libveltrane side by side with the libraries people would
 // otherwise pick, on natural content, interleaved in one process.
 //
-//   veltrane_peer_bench STREAMS.txt [--rounds N] [--min-time SECONDS] [--quick]
+//   veltrane_peer_bench STREAMS.txt [--rounds N] [--min-time SECONDS] [--quick] [--only PART]
 //
 // STREAMS.txt comes from make_streams.sh. Prints the checks, each comparison as
 // it finishes, then the Markdown tables of the streams and of the results.
@@ -20,9 +20,10 @@
 namespace {
 
 constexpr char kUsage[] =
-    "Usage: veltrane_peer_bench STREAMS.txt [--rounds N] [--min-time SECONDS] [--quick]\n"
+    "Usage: veltrane_peer_bench STREAMS.txt [--rounds N] [--min-time SECONDS] [--quick] [--only PART]\n"
     "  --rounds N          timed rounds per comparison (default 15; --quick: 3)\n"
-    "  --min-time SECONDS  least time of each side in one round (default 0.05; --quick: 0.002)\n";
+    "  --min-time SECONDS  least time of each side in one round (default 0.05; --quick: 0.002)\n"
+    "  --only PART         only one part: decode, bgra or idct\n";
 
 int UsageError(const std::string& message) {
     std::fprintf(stderr, "veltrane_peer_bench: %s\n%s", message.c_str(), kUsage);
@@ -49,6 +50,7 @@ int main(int argc, char** argv) {
     std::string listPath;
     veltrane::peer::TimingPlan plan;
     bool quick = false, roundsGiven = false, timeGiven = false;
+    std::string only;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         if (arg == "--help" || arg == "-h") {
@@ -65,6 +67,10 @@ int main(int argc, char** argv) {
             if (!(plan.minSecondsPerSide > 0 && plan.minSecondsPerSide <= 60))
                 return UsageError("--min-time: above 0, at most 60 seconds");
             timeGiven = true;
+        } else if (arg == "--only" && i + 1 < argc) {
+            only = argv[++i];
+            if (only != "decode" && only != "bgra" && only != "idct")
+                return UsageError("--only: decode, bgra or idct");
         } else if (!arg.empty() && arg[0] == '-') {
             return UsageError("unknown option or missing value: '" + arg + "'");
         } else if (listPath.empty()) {
@@ -106,12 +112,18 @@ int main(int argc, char** argv) {
     const veltrane::peer::BenchContext context{&pairs, plan, &allocator, &report};
     std::printf("\nstreams:\n");
     const std::string streamTable = veltrane::peer::CheckStreamPairs(context);
-    std::printf("\nwhole decodes:\n");
-    veltrane::peer::CompareWholeDecoding(context);
-    std::printf("\nBGRA conversion:\n");
-    veltrane::peer::CompareBgraConversion(context);
-    std::printf("\ninverse DCT:\n");
-    veltrane::peer::CompareInverseDct(context);
+    if (only.empty() || only == "decode") {
+        std::printf("\nwhole decodes:\n");
+        veltrane::peer::CompareWholeDecoding(context);
+    }
+    if (only.empty() || only == "bgra") {
+        std::printf("\nBGRA conversion:\n");
+        veltrane::peer::CompareBgraConversion(context);
+    }
+    if (only.empty() || only == "idct") {
+        std::printf("\ninverse DCT:\n");
+        veltrane::peer::CompareInverseDct(context);
+    }
 
     std::printf(
         "\n%s\n%s\nratio = our time / their time, median of %d interleaved rounds; "

@@ -56,6 +56,13 @@ struct RecordingObserver {
 };
 
 // What the loop over one picture works with.
+// The coefficients of a macroblock's six blocks. All six are read before the
+// first is transformed: a transform that loads a block right after the scalar
+// stores that filled it waits for those stores to drain. Zero between uses.
+struct MacroblockCoefficients {
+    alignas(32) int16_t block[6][64];
+};
+
 struct Picture {
     DecodeInstance_t* decoder;
     BitCursor& bits;
@@ -63,7 +70,19 @@ struct Picture {
     const McKernels& mc;
     int version;
     int quant;  // running quantiser
+    MacroblockCoefficients& coefficients;
 };
+
+// Where block k (luma 0 to 3, Cb, Cr) of a macroblock lies, and its coded bit in
+// a mask with bits 3..0 for the luma blocks, bit 5 for Cb and bit 4 for Cr.
+struct BlockPlace {
+    unsigned char* dst;
+    ptrdiff_t stride;
+    int16_t* samples;  // in the residual buffer
+    ptrdiff_t samplesStride;
+};
+
+constexpr unsigned kCodedBit[6] = {8, 4, 2, 1, 0x20, 0x10};
 
 // Pointers to a macroblock's top-left sample in each plane of a store.
 struct MacroblockPlanes {
@@ -83,40 +102,75 @@ void ApplyDquant(Picture& p) {
     p.quant = q < 1 ? 1 : (q > 31 ? 31 : q);
 }
 
-// The six intra blocks of a macroblock, coded bits from CBPY (bits 3..0 for the
-// luma blocks) and CBPC (bit 1 Cb, bit 0 Cr).
-void DecodeIntraMacroblock(Picture& p, int cbpy, int cbpc, const MacroblockPlanes& mb) {
-    const ptrdiff_t ys = p.decoder->yStride;
-    const ptrdiff_t uvs = p.decoder->uvStride;
-    DecodeIntraBlock(p.bits, p.idct, cbpy & 8, p.version, p.quant, mb.y, ys);
-    DecodeIntraBlock(p.bits, p.idct, cbpy & 4, p.version, p.quant, mb.y + 8, ys);
-    DecodeIntraBlock(p.bits, p.idct, cbpy & 2, p.version, p.quant, mb.y + 8 * ys, ys);
-    DecodeIntraBlock(p.bits, p.idct, cbpy & 1, p.version, p.quant, mb.y + 8 * ys + 8, ys);
-    DecodeIntraBlock(p.bits, p.idct, cbpc & 2, p.version, p.quant, mb.u, uvs);
-    DecodeIntraBlock(p.bits, p.idct, cbpc & 1, p.version, p.quant, mb.v, uvs);
-}
-
-// The residuals of the coded blocks of an inter macroblock (codedMask bits 3..0
-// luma 0..3, bit 5 Cb, bit 4 Cr), added onto the prediction in the current store.
-void DecodeInterResiduals(Picture& p, unsigned codedMask, const MacroblockPlanes& mb) {
+BlockPlace PlaceOfBlock(const Picture& p, const MacroblockPlanes& mb, int k) {
     const ptrdiff_t ys = p.decoder->yStride;
     const ptrdiff_t uvs = p.decoder->uvStride;
     int16_t* residual = p.decoder->coefficients;
-    for (int k = 0; k < 4; ++k) {
-        if (codedMask & (8u >> k)) {
-            const int dx = 8 * (k & 1);
-            const int dy = 8 * (k >> 1);
-            DecodeInterBlockOntoPrediction(p.bits, p.idct, p.mc, p.version, p.quant,
-                                           mb.y + dy * ys + dx, ys, residual + 16 * dy + dx, 16);
+    if (k < 4) {
+        const int dx = 8 * (k & 1);
+        const int dy = 8 * (k >> 1);
+        return {mb.y + dy * ys + dx, ys, residual + 16 * dy + dx, 16};
+    }
+    return k == 4 ? BlockPlace{mb.u, uvs, residual + 256, 8}
+                  : BlockPlace{mb.v, uvs, residual + 320, 8};
+}
+
+// The six intra blocks of a macroblock, codedMask as in kCodedBit (CBPY bits
+// 3..0 for the luma blocks, CBPC bit 1 for Cb and bit 0 for Cr). An uncoded block
+// is filled with its DC; a block whose runs overflow the scan is abandoned and
+// the picture keeps what it held.
+void DecodeIntraMacroblock(Picture& p, unsigned codedMask, const MacroblockPlanes& mb) {
+    int dc[6];
+    int end[6];
+    for (int k = 0; k < 6; ++k) {
+        dc[k] = ReadIntraDc(p.bits);
+        if (codedMask & kCodedBit[k]) {
+            p.coefficients.block[k][0] = static_cast<int16_t>(8 * dc[k]);
+            end[k] = ReadBlockCoefficients(p.bits, p.version, p.quant, 1, p.coefficients.block[k]);
         }
     }
-    if (codedMask & 0x20u) {
-        DecodeInterBlockOntoPrediction(p.bits, p.idct, p.mc, p.version, p.quant, mb.u, uvs,
-                                       residual + 256, 8);
+    for (int k = 0; k < 6; ++k) {
+        const BlockPlace place = PlaceOfBlock(p, mb, k);
+        if (!(codedMask & kCodedBit[k])) {
+            for (int r = 0; r < 8; ++r) {
+                std::memset(place.dst + r * place.stride, dc[k], 8);
+            }
+            continue;
+        }
+        if (end[k] != 0) {
+            p.idct.toPixels(p.coefficients.block[k], place.dst, place.stride);
+        }
+        std::memset(p.coefficients.block[k], 0, sizeof(p.coefficients.block[k]));
     }
-    if (codedMask & 0x10u) {
-        DecodeInterBlockOntoPrediction(p.bits, p.idct, p.mc, p.version, p.quant, mb.v, uvs,
-                                       residual + 320, 8);
+}
+
+// The residuals of the coded blocks of an inter macroblock (codedMask as in
+// kCodedBit), added onto the prediction in the current store; the samples also
+// go to the macroblock's residual buffer, as motion compensation leaves them
+// there. An abandoned block adds what the buffer still holds.
+void DecodeInterResiduals(Picture& p, unsigned codedMask, const MacroblockPlanes& mb) {
+    int end[6];
+    for (int k = 0; k < 6; ++k) {
+        if (codedMask & kCodedBit[k]) {
+            end[k] = ReadBlockCoefficients(p.bits, p.version, p.quant, 0, p.coefficients.block[k]);
+        }
+    }
+    for (int k = 0; k < 6; ++k) {
+        if (!(codedMask & kCodedBit[k])) {
+            continue;
+        }
+        const BlockPlace b = PlaceOfBlock(p, mb, k);
+        const int16_t* block = p.coefficients.block[k];
+        if (end[k] == 0) {
+            p.mc.addResidual8(b.samples, b.samplesStride, b.dst, b.stride);
+        } else if (end[k] == kDcOnlyEnd) {
+            p.idct.dcAdd(block, b.dst, b.stride, b.samples, b.samplesStride);
+        } else if (end[k] <= kCornerEnd) {
+            p.idct.cornerAdd(block, b.dst, b.stride, b.samples, b.samplesStride);
+        } else {
+            p.idct.add(block, b.dst, b.stride, b.samples, b.samplesStride);
+        }
+        std::memset(p.coefficients.block[k], 0, sizeof(p.coefficients.block[k]));
     }
 }
 
@@ -143,7 +197,8 @@ void DecodeIntraPicture(Picture& p, Observer& observer) {
             if (mcbpc & 4) {
                 ApplyDquant(p);
             }
-            DecodeIntraMacroblock(p, cbpy, mcbpc & 3, PlanesAt(*d, store, x, y));
+            DecodeIntraMacroblock(p, static_cast<unsigned>((cbpy & 15) | ((mcbpc & 3) << 4)),
+                                  PlanesAt(*d, store, x, y));
             d->mbQuant[mbIndex] = p.quant;
             observer.Macroblock(mbIndex, firstBit, bits.position(), false,
                                 (mcbpc & 4) ? kMacroblockIntraQ : kMacroblockIntra, p.quant,
@@ -165,7 +220,10 @@ int32_t DecodePPicture(Picture& p, Observer& observer) {
     FillPlaneBoundaries(reference[kPlaneY], d->alignedWidth, d->alignedHeight, ys);
     FillPlaneBoundaries(reference[kPlaneU], d->alignedWidth / 2, d->alignedHeight / 2, uvs);
     FillPlaneBoundaries(reference[kPlaneV], d->alignedWidth / 2, d->alignedHeight / 2, uvs);
-    std::memset(d->mbVectors, 0, sizeof(macroblockvec_t) * static_cast<size_t>(d->mbCount));
+    // Every macroblock's vectors are cleared when the loop reaches it, before they
+    // are read or predicted from: the vectors of skipped and intra macroblocks, and
+    // the unused three of one-vector ones, count as zero.
+    const int perRow = d->alignedWidth / 16;
 
     int32_t mcbpc = 0;
     int32_t cbpy = 0;
@@ -175,6 +233,7 @@ int32_t DecodePPicture(Picture& p, Observer& observer) {
         for (int x = 0; x < d->alignedWidth; x += 16, ++mbIndex) {
             const MacroblockPlanes mb = PlanesAt(*d, store, x, y);
             const uint32_t firstBit = bits.position();
+            d->mbVectors[mbIndex] = macroblockvec_t{};
 
             // COD and MCBPC; a stuffing MCBPC starts the macroblock again with its COD.
             bool skipped;
@@ -216,11 +275,16 @@ int32_t DecodePPicture(Picture& p, Observer& observer) {
             const int cbpc = mcbpc & 3;
             unsigned codedBlocks;
             if (IsIntraMacroblock(type)) {
-                DecodeIntraMacroblock(p, cbpy, cbpc, mb);
                 codedBlocks = static_cast<unsigned>((cbpy & 15) | (cbpc << 4));
+                DecodeIntraMacroblock(p, codedBlocks, mb);
             } else if (type >= kMacroblockInter && type <= kMacroblockInter4V) {
-                ReadMotionVectors(bits, mbIndex, d->mbTypes, d->mbVectors, d->alignedWidth,
-                                  firstRow);
+                if (type == kMacroblockInter4V) {
+                    ReadFourMotionVectors(bits, mbIndex, x / 16, perRow, d->mbTypes, d->mbVectors,
+                                          firstRow);
+                } else {
+                    ReadOneMotionVector(bits, mbIndex, x / 16, perRow, d->mbTypes, d->mbVectors,
+                                        firstRow);
+                }
                 PredictMacroblock(p.mc, reference, x, y, d->mbVectors[mbIndex].vectors,
                                   type == kMacroblockInter4V, mb.y, mb.u, mb.v, ys, uvs);
                 codedBlocks = static_cast<unsigned>(((15 - cbpy) & 15) | (cbpc << 4));
@@ -252,8 +316,14 @@ int32_t DecodeFrame(void* decoder, const unsigned char* frame, int32_t size,
     }
     if (header.pictureType <= kDisposablePicture) {
         BitCursor bits(*d->fifo);
-        Picture p{d, bits, *ActiveIdctKernels(), *ActiveMcKernels(),
-                  static_cast<int>(header.version), static_cast<int>(header.quantiser)};
+        MacroblockCoefficients coefficients = {};
+        Picture p{d,
+                  bits,
+                  *ActiveIdctKernels(),
+                  *ActiveMcKernels(),
+                  static_cast<int>(header.version),
+                  static_cast<int>(header.quantiser),
+                  coefficients};
         if (header.pictureType == kIntraPicture) {
             DecodeIntraPicture(p, observer);
         } else {

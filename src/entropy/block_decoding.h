@@ -11,7 +11,6 @@
 #include "core/bit_cursor.h"
 #include "entropy/coefficients.h"
 #include "recon/idct_kernels.h"
-#include "recon/mc_kernels.h"
 
 namespace veltrane {
 
@@ -37,26 +36,6 @@ inline void DecodeIntraBlock(BitCursor& bits, const IdctKernels& idct, bool code
     block[0] = static_cast<int16_t>(8 * dc);
     if (ReadBlockCoefficients(bits, version, quant, 1, block) != 0) {
         idct.toPixels(block, dst, stride);
-    }
-}
-
-// A coded inter block added to the prediction that dst holds; the samples also
-// go to the macroblock's residual buffer at `samples`, as motion compensation
-// leaves them there. An abandoned block adds what the buffer still holds.
-inline void DecodeInterBlockOntoPrediction(BitCursor& bits, const IdctKernels& idct,
-                                           const McKernels& mc, int version, int quant,
-                                           unsigned char* dst, ptrdiff_t stride, int16_t* samples,
-                                           ptrdiff_t samplesStride) {
-    alignas(32) int16_t block[64] = {};
-    const int end = ReadBlockCoefficients(bits, version, quant, 0, block);
-    if (end == 0) {
-        mc.addResidual8(samples, samplesStride, dst, stride);
-    } else if (end == kDcOnlyEnd) {
-        idct.dcAdd(block, dst, stride, samples, samplesStride);
-    } else if (end <= kCornerEnd) {
-        idct.cornerAdd(block, dst, stride, samples, samplesStride);
-    } else {
-        idct.add(block, dst, stride, samples, samplesStride);
     }
 }
 

@@ -13,12 +13,6 @@ namespace {
 
 constexpr MotionVector_t kZero = {0, 0};
 
-int32_t Median(int32_t a, int32_t b, int32_t c) {
-    const int32_t low = a < b ? a : b;
-    const int32_t high = a < b ? b : a;
-    return c < low ? low : (c > high ? high : c);
-}
-
 // The vector of macroblock `mb` that borders on the candidate position: `fourVector`
 // names the block used when the macroblock has four vectors.
 const MotionVector_t* Neighbour(const int16_t* mbTypes, const macroblockvec_t* mbVectors, int mb,
@@ -33,6 +27,13 @@ void GetMotionVectorPredictor(int mbIndex, int position, int width, int firstRow
                               int* predictedX, int* predictedY) {
     const int perRow = width / 16;
     const int column = perRow > 0 ? mbIndex % perRow : 0;
+    PredictVector(mbIndex, position, column, perRow, firstRow != 0, mbTypes, mbVectors, predictedX,
+                  predictedY);
+}
+
+void PredictVector(int mbIndex, int position, int column, int perRow, bool firstRow,
+                   const int16_t* mbTypes, const macroblockvec_t* mbVectors, int* predictedX,
+                   int* predictedY) {
     // A macroblock row above exists only below the first row; the index check keeps
     // a caller's wrong flag from reaching before the array.
     const bool aboveRow = !firstRow && mbIndex >= perRow;
@@ -75,23 +76,20 @@ void GetMotionVectorPredictor(int mbIndex, int position, int width, int firstRow
     }
     const MotionVector_t& av = a ? *a : kZero;
     const MotionVector_t& rv = r ? *r : kZero;
-    *predictedX = Median(lv.x, av.x, rv.x);
-    *predictedY = Median(lv.y, av.y, rv.y);
+    *predictedX = MedianOfThree(lv.x, av.x, rv.x);
+    *predictedY = MedianOfThree(lv.y, av.y, rv.y);
 }
 
-void ReadMotionVectors(BitCursor& bits, int mbIndex, const int16_t* mbTypes,
-                       macroblockvec_t* mbVectors, int width, bool firstRow) {
-    const bool four = mbTypes[mbIndex] == kMacroblockInter4V;
-    const int count = four ? 4 : 1;
+void ReadFourMotionVectors(BitCursor& bits, int mbIndex, int column, int perRow,
+                           const int16_t* mbTypes, macroblockvec_t* mbVectors, bool firstRow) {
     MotionVector_t* vectors = mbVectors[mbIndex].vectors;
-    for (int k = 0; k < count; ++k) {
+    for (int k = 0; k < 4; ++k) {
         // A failed lookup leaves the field as it was: the difference counts as 0.
         bits.Decode(kMvdFlat, &vectors[k].x);
         bits.Decode(kMvdFlat, &vectors[k].y);
         int px;
         int py;
-        GetMotionVectorPredictor(mbIndex, four ? k + 1 : kSingleVector, width, firstRow ? 1 : 0,
-                                 mbTypes, mbVectors, &px, &py);
+        PredictVector(mbIndex, k + 1, column, perRow, firstRow, mbTypes, mbVectors, &px, &py);
         vectors[k].x = WrapVector(vectors[k].x + px);
         vectors[k].y = WrapVector(vectors[k].y + py);
     }
@@ -102,7 +100,14 @@ void ReadMotionVectors(BitCursor& bits, int mbIndex, const int16_t* mbTypes,
 // The decoder's MVD tree and the flat MVD table map every bit pattern alike.
 void GetMotionVectors(DecodeInstance_t* /*decoder*/, int mbIndex, int16_t* mbTypes,
                       macroblockvec_t* mbVectors, fifo_t* fifo, int width, int32_t firstRow) {
-    veltrane::BitCursor bits(*fifo);
-    veltrane::ReadMotionVectors(bits, mbIndex, mbTypes, mbVectors, width, firstRow != 0);
+    using namespace veltrane;
+    BitCursor bits(*fifo);
+    const int perRow = width / 16;
+    const int column = perRow > 0 ? mbIndex % perRow : 0;
+    if (mbTypes[mbIndex] == kMacroblockInter4V) {
+        ReadFourMotionVectors(bits, mbIndex, column, perRow, mbTypes, mbVectors, firstRow != 0);
+    } else {
+        ReadOneMotionVector(bits, mbIndex, column, perRow, mbTypes, mbVectors, firstRow != 0);
+    }
     bits.StoreTo(*fifo);
 }

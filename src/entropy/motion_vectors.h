@@ -5,6 +5,8 @@
 #include <cstdint>
 
 #include "core/bit_cursor.h"
+#include "core/macroblock_type.h"
+#include "entropy/flat_code_tables.h"
 #include "veltrane/decoder.h"
 
 namespace veltrane {
@@ -30,11 +32,50 @@ constexpr int32_t WrapVector(int32_t sum) {
     return sum > 31 ? sum - 64 : (sum < -32 ? sum + 64 : sum);
 }
 
-// Reads the macroblock's vector differences at the cursor and stores the
-// predicted and wrapped vectors (four for a four-vector macroblock, else one) in
-// mbVectors[mbIndex]. A failed lookup leaves the field as it was.
-void ReadMotionVectors(BitCursor& bits, int mbIndex, const int16_t* mbTypes,
-                       macroblockvec_t* mbVectors, int width, bool firstRow);
+// GetMotionVectorPredictor with the macroblock's column and the macroblocks per
+// row given.
+void PredictVector(int mbIndex, int position, int column, int perRow, bool firstRow,
+                   const int16_t* mbTypes, const macroblockvec_t* mbVectors, int* predictedX,
+                   int* predictedY);
+
+// Reads the four vector differences of a four-vector macroblock at the cursor and
+// stores the predicted and wrapped vectors in mbVectors[mbIndex]. A failed lookup
+// leaves the field as it was.
+void ReadFourMotionVectors(BitCursor& bits, int mbIndex, int column, int perRow,
+                           const int16_t* mbTypes, macroblockvec_t* mbVectors, bool firstRow);
+
+inline int32_t MedianOfThree(int32_t a, int32_t b, int32_t c) {
+    const int32_t low = a < b ? a : b;
+    const int32_t high = a < b ? b : a;
+    return c < low ? low : (c > high ? high : c);
+}
+
+// The same for the one vector of any other inter macroblock, into its first vector.
+// The left candidate of a four-vector neighbour is its upper-right vector, the
+// candidates above its lower-left one.
+inline void ReadOneMotionVector(BitCursor& bits, int mbIndex, int column, int perRow,
+                                const int16_t* mbTypes, macroblockvec_t* mbVectors,
+                                bool firstRow) {
+    MotionVector_t& vector = mbVectors[mbIndex].vectors[0];
+    bits.Decode(kMvdFlat, &vector.x);
+    bits.Decode(kMvdFlat, &vector.y);
+    auto candidate = [&](int mb, int fourVector) -> const MotionVector_t& {
+        return mbVectors[mb].vectors[mbTypes[mb] == kMacroblockInter4V ? fourVector : 0];
+    };
+    constexpr MotionVector_t kZero = {0, 0};
+    const MotionVector_t& left = column != 0 ? candidate(mbIndex - 1, 1) : kZero;
+    int px = left.x;
+    int py = left.y;
+    if (!firstRow && mbIndex >= perRow) {
+        const MotionVector_t& above = candidate(mbIndex - perRow, 2);
+        const MotionVector_t& aboveRight =
+            column != perRow - 1 ? candidate(mbIndex - perRow + 1, 2) : kZero;
+        px = MedianOfThree(left.x, above.x, aboveRight.x);
+        py = MedianOfThree(left.y, above.y, aboveRight.y);
+    }
+    vector.x = WrapVector(vector.x + px);
+    vector.y = WrapVector(vector.y + py);
+}
 
 }  // namespace veltrane
 

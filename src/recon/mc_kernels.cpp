@@ -6,6 +6,7 @@ namespace veltrane {
 const McKernels kMcKernelsC = {
     {PredictCopy8C, PredictHoriz8C, PredictVert8C, PredictDiagonal8C},
     {PredictCopy16C, PredictHoriz16C, PredictVert16C, PredictDiagonal16C},
+    {PredictChromaCopyC, PredictChromaHorizC, PredictChromaVertC, PredictChromaDiagonalC},
     {PredictAddCopy8C, PredictAddHoriz8C, PredictAddVert8C, PredictAddDiagonal8C},
     AddResidual8C,
     Copy8C,

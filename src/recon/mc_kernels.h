@@ -24,6 +24,9 @@ enum McPhase : int { kPhaseCopy = 0, kPhaseHoriz = 1, kPhaseVert = 2, kPhaseDiag
 inline int McPhaseOf(int mvx, int mvy) { return (mvx & 1) | ((mvy & 1) << 1); }
 
 using PredictKernel = void (*)(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
+// The two 8x8 chroma blocks of a macroblock, which share one vector and one stride.
+using PredictChromaKernel = void (*)(const unsigned char* srcU, const unsigned char* srcV,
+                                     unsigned char* dstU, unsigned char* dstV, ptrdiff_t stride);
 // dst = saturate(prediction + residual) in pairs; each 16-bit sum wraps, and the
 // samples written replace the residual.
 using PredictAddKernel = void (*)(const unsigned char* src, int16_t* residual,
@@ -39,6 +42,7 @@ using ExtendRowEdgesKernel = void (*)(unsigned char* plane, int width, int heigh
 struct McKernels {
     PredictKernel predict8[4];  // by McPhase
     PredictKernel predict16[4];
+    PredictChromaKernel predictChroma[4];
     PredictAddKernel predictAdd8[4];
     AddResidualKernel addResidual8;
     CopyKernel copy8;
@@ -55,6 +59,14 @@ void PredictCopy16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stri
 void PredictHoriz16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
 void PredictVert16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
 void PredictDiagonal16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
+void PredictChromaCopyC(const unsigned char* srcU, const unsigned char* srcV, unsigned char* dstU,
+                        unsigned char* dstV, ptrdiff_t stride);
+void PredictChromaHorizC(const unsigned char* srcU, const unsigned char* srcV, unsigned char* dstU,
+                         unsigned char* dstV, ptrdiff_t stride);
+void PredictChromaVertC(const unsigned char* srcU, const unsigned char* srcV, unsigned char* dstU,
+                        unsigned char* dstV, ptrdiff_t stride);
+void PredictChromaDiagonalC(const unsigned char* srcU, const unsigned char* srcV,
+                            unsigned char* dstU, unsigned char* dstV, ptrdiff_t stride);
 void PredictAddCopy8C(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,
                       unsigned char* dst, ptrdiff_t stride);
 void PredictAddHoriz8C(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,

@@ -106,6 +106,27 @@ void PredictDiagonal16C(const unsigned char* src, unsigned char* dst, ptrdiff_t 
     PredictDiagonal<4>(src, dst, stride);
 }
 
+void PredictChromaCopyC(const unsigned char* srcU, const unsigned char* srcV, unsigned char* dstU,
+                        unsigned char* dstV, ptrdiff_t stride) {
+    PredictCopy8C(srcU, dstU, stride);
+    PredictCopy8C(srcV, dstV, stride);
+}
+void PredictChromaHorizC(const unsigned char* srcU, const unsigned char* srcV, unsigned char* dstU,
+                         unsigned char* dstV, ptrdiff_t stride) {
+    PredictHoriz8C(srcU, dstU, stride);
+    PredictHoriz8C(srcV, dstV, stride);
+}
+void PredictChromaVertC(const unsigned char* srcU, const unsigned char* srcV, unsigned char* dstU,
+                        unsigned char* dstV, ptrdiff_t stride) {
+    PredictVert8C(srcU, dstU, stride);
+    PredictVert8C(srcV, dstV, stride);
+}
+void PredictChromaDiagonalC(const unsigned char* srcU, const unsigned char* srcV,
+                            unsigned char* dstU, unsigned char* dstV, ptrdiff_t stride) {
+    PredictDiagonal8C(srcU, dstU, stride);
+    PredictDiagonal8C(srcV, dstV, stride);
+}
+
 void Copy8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
     CopyRows<2>(src, dst, stride, 8);
 }

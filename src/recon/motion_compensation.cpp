@@ -66,9 +66,9 @@ void PredictMacroblock(const McKernels& kernels, unsigned char* const* refPlanes
             DisplacedSource(refPlanes[0], x, y, mv.x, mv.y, yStride), curY, yStride);
     }
     const ChromaVector c = ChromaVectorOf(vectors, fourVectors);
-    const PredictKernel chroma = kernels.predict8[McPhaseOf(c.x, c.y)];
-    chroma(DisplacedSource(refPlanes[1], x / 2, y / 2, c.x, c.y, uvStride), curU, uvStride);
-    chroma(DisplacedSource(refPlanes[2], x / 2, y / 2, c.x, c.y, uvStride), curV, uvStride);
+    kernels.predictChroma[McPhaseOf(c.x, c.y)](
+        DisplacedSource(refPlanes[1], x / 2, y / 2, c.x, c.y, uvStride),
+        DisplacedSource(refPlanes[2], x / 2, y / 2, c.x, c.y, uvStride), curU, curV, uvStride);
 }
 
 }  // namespace veltrane

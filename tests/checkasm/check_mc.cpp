@@ -48,9 +48,9 @@ void FillResidual(Random& random, int16_t* residual, int count, int mode) {
                 residual[i] = static_cast<int16_t>(random.Between(-300, 300));
                 break;
             default:
-                residual[i] = static_cast<int16_t>(random.Between(3830, 4100) *
-                                                       (random.Next() & 1 ? 1 : -1) +
-                                                   random.Between(-2, 2));
+                residual[i] =
+                    static_cast<int16_t>(random.Between(3830, 4100) * (random.Next() & 1 ? 1 : -1) +
+                                         random.Between(-2, 2));
                 break;
         }
     }
@@ -88,8 +88,55 @@ void CheckPredict(Checker& checker, const InstructionSet& set, const std::string
     random.FillBytes(ref.memory.data(), ref.memory.size());
     Destination dst((size + 32) * size);
     const unsigned char* src = ref.BlockAt(random, size);
-    checker.Bench(name, set.name, [&] { c(src, dst.memory.data(), size + 32); },
-                  [&] { simd(src, dst.memory.data(), size + 32); });
+    checker.Bench(
+        name, set.name, [&] { c(src, dst.memory.data(), size + 32); },
+        [&] { simd(src, dst.memory.data(), size + 32); });
+}
+
+// Both chroma blocks with one vector: each plane read up to its end or at random.
+void CheckPredictChroma(Checker& checker, const InstructionSet& set, const std::string& name,
+                        PredictChromaKernel c, PredictChromaKernel simd) {
+    if (!checker.Wanted(name)) return;
+    Random& random = checker.random();
+    for (int trial = 0; trial < 200; ++trial) {
+        const ptrdiff_t stride = 10 + random.Between(0, 40);
+        Reference u(stride, 11);
+        Reference v(stride, 11);
+        random.FillBytes(u.memory.data(), u.memory.size());
+        random.FillBytes(v.memory.data(), v.memory.size());
+        const unsigned char* srcU = trial % 2 ? u.BlockAtEnd(8) : u.BlockAt(random, 8);
+        const unsigned char* srcV = trial % 3 ? v.BlockAtEnd(8) : v.BlockAt(random, 8);
+        Destination expected[2] = {Destination(stride * 8), Destination(stride * 8)};
+        Destination actual[2] = {Destination(stride * 8), Destination(stride * 8)};
+        for (int k = 0; k < 2; ++k) {
+            random.FillBytes(expected[k].memory.data(), expected[k].memory.size());
+            std::memcpy(actual[k].memory.data(), expected[k].memory.data(),
+                        expected[k].memory.size());
+        }
+        c(srcU, srcV, expected[0].memory.data(), expected[1].memory.data(), stride);
+        simd(srcU, srcV, actual[0].memory.data(), actual[1].memory.data(), stride);
+        for (int k = 0; k < 2; ++k) {
+            const std::string diff =
+                CompareBytes(expected[k].memory.data(), actual[k].memory.data(),
+                             static_cast<int>(stride), 8, stride);
+            if (!diff.empty()) {
+                checker.Fail(name, set.name, std::string(k ? "V: " : "U: ") + diff);
+                return;
+            }
+        }
+    }
+    checker.Pass(name, set.name);
+    Reference u(40, 11);
+    Reference v(40, 11);
+    random.FillBytes(u.memory.data(), u.memory.size());
+    random.FillBytes(v.memory.data(), v.memory.size());
+    Destination dstU(40 * 8);
+    Destination dstV(40 * 8);
+    const unsigned char* srcU = u.BlockAt(random, 8);
+    const unsigned char* srcV = v.BlockAt(random, 8);
+    checker.Bench(
+        name, set.name, [&] { c(srcU, srcV, dstU.memory.data(), dstV.memory.data(), 40); },
+        [&] { simd(srcU, srcV, dstU.memory.data(), dstV.memory.data(), 40); });
 }
 
 // Kernels that add a residual: `prediction` null means the prediction is what
@@ -135,8 +182,9 @@ void CheckAdd(Checker& checker, const InstructionSet& set, const std::string& na
     std::vector<int16_t> residual(16 * 8);
     FillResidual(random, residual.data(), 16 * 8, 1);
     const unsigned char* src = ref.BlockAt(random, 8);
-    checker.Bench(name, set.name, [&] { cCall(src, residual.data(), 16, dst.memory.data(), 48); },
-                  [&] { simdCall(src, residual.data(), 16, dst.memory.data(), 48); });
+    checker.Bench(
+        name, set.name, [&] { cCall(src, residual.data(), 16, dst.memory.data(), 48); },
+        [&] { simdCall(src, residual.data(), 16, dst.memory.data(), 48); });
 }
 
 void CheckCopy(Checker& checker, const InstructionSet& set, const std::string& name, int size,
@@ -158,8 +206,8 @@ void CheckExtendRowEdges(Checker& checker, const InstructionSet& set, ExtendRowE
         random.FillBytes(expected.data(), expected.size());
         std::memcpy(actual.data(), expected.data(), expected.size());
         // The plane's last row ends with its right border at the end of the memory.
-        const ptrdiff_t origin = static_cast<ptrdiff_t>(expected.size()) -
-                                 (height - 1) * stride - width - 16;
+        const ptrdiff_t origin =
+            static_cast<ptrdiff_t>(expected.size()) - (height - 1) * stride - width - 16;
         c(expected.data() + origin, width, height, stride);
         simd(actual.data() + origin, width, height, stride);
         const std::string diff =
@@ -171,9 +219,9 @@ void CheckExtendRowEdges(Checker& checker, const InstructionSet& set, ExtendRowE
     }
     checker.Pass(name, set.name);
     GuardedBuffer plane((352 + 32) * 288);
-    checker.Bench(name + " 352x288", set.name,
-                  [&] { c(plane.data() + 16, 352, 288, 352 + 32); },
-                  [&] { simd(plane.data() + 16, 352, 288, 352 + 32); });
+    checker.Bench(
+        name + " 352x288", set.name, [&] { c(plane.data() + 16, 352, 288, 352 + 32); },
+        [&] { simd(plane.data() + 16, 352, 288, 352 + 32); });
 }
 
 }  // namespace
@@ -192,6 +240,9 @@ void CheckMcKernels(Checker& checker) {
             if (Differs(c.predict16[p], simd.predict16[p]))
                 CheckPredict(checker, set, std::string("mc.predict16.") + kPhaseNames[p], 16,
                              c.predict16[p], simd.predict16[p]);
+            if (Differs(c.predictChroma[p], simd.predictChroma[p]))
+                CheckPredictChroma(checker, set, std::string("mc.predictChroma.") + kPhaseNames[p],
+                                   c.predictChroma[p], simd.predictChroma[p]);
             if (Differs(c.predictAdd8[p], simd.predictAdd8[p]))
                 CheckAdd(checker, set, std::string("mc.predictAdd8.") + kPhaseNames[p],
                          c.predictAdd8[p], simd.predictAdd8[p]);
@@ -206,7 +257,8 @@ void CheckMcKernels(Checker& checker) {
             CheckAdd(checker, set, "mc.addResidual8", wrap(c.addResidual8),
                      wrap(simd.addResidual8));
         }
-        if (Differs(c.copy8, simd.copy8)) CheckCopy(checker, set, "mc.copy8", 8, c.copy8, simd.copy8);
+        if (Differs(c.copy8, simd.copy8))
+            CheckCopy(checker, set, "mc.copy8", 8, c.copy8, simd.copy8);
         if (Differs(c.copy16, simd.copy16))
             CheckCopy(checker, set, "mc.copy16", 16, c.copy16, simd.copy16);
         if (Differs(c.extendRowEdges, simd.extendRowEdges))

@@ -153,11 +153,21 @@ void ExtendRowEdgesNeon(unsigned char* plane, int width, int height, ptrdiff_t s
     }
 }
 
+// Both chroma blocks, each as an 8x8 block: 8-sample rows fill a D register.
+template <typename Rows>
+void PredictChroma(const unsigned char* srcU, const unsigned char* srcV, unsigned char* dstU,
+                   unsigned char* dstV, ptrdiff_t stride) {
+    Predict8<Rows>(srcU, dstU, stride);
+    Predict8<Rows>(srcV, dstV, stride);
+}
+
 }  // namespace
 
 const McKernels kMcKernelsNeon = {
     {Predict8<RowsCopy>, Predict8<RowsHoriz>, Predict8<RowsVert>, Predict8<RowsDiagonal>},
     {PredictCopy16Neon, PredictHoriz16Neon, PredictVert16Neon, PredictDiagonal16Neon},
+    {PredictChroma<RowsCopy>, PredictChroma<RowsHoriz>, PredictChroma<RowsVert>,
+     PredictChroma<RowsDiagonal>},
     {PredictAdd8<RowsCopy>, PredictAdd8<RowsHoriz>, PredictAdd8<RowsVert>,
      PredictAdd8<RowsDiagonal>},
     AddResidual8Neon,

@@ -1,6 +1,6 @@
-// SSE2 motion compensation kernels. Half-sample averages of two samples use
-// pavgb, which rounds up exactly as (a + b + 1) >> 1; the four-sample diagonal
-// average and the residual sums are formed in 16-bit lanes.
+// SSE2 motion compensation kernels. Half-sample averages use pavgb, which rounds
+// up exactly as (a + b + 1) >> 1, with a one-bit correction for the four-sample
+// diagonal average; the residual sums are formed in 16-bit lanes.
 #include <emmintrin.h>
 
 #include <cstddef>
@@ -24,16 +24,25 @@ inline void Store16(unsigned char* p, __m128i v) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
 }
 
-// Eight samples of a row and their right-hand neighbours, summed in 16-bit lanes.
-inline __m128i PairSum8(const unsigned char* p) {
-    const __m128i zero = _mm_setzero_si128();
-    return _mm_add_epi16(_mm_unpacklo_epi8(Load8(p), zero), _mm_unpacklo_epi8(Load8(p + 1), zero));
+// The diagonal average (a + b + c + d + 2) >> 2 of the samples a, b of one row
+// and c, d of the next stays in bytes: with x = avg(a, b) and y = avg(c, d)
+// (pavgb rounds up), avg(x, y) is the exact result or one more, and it is one
+// more exactly when the bits dropped by the three averages add up to an odd
+// carry: (a ^ b | c ^ d) & (x ^ y) has that in its lowest bit.
+struct RowAverage {
+    __m128i average;  // avg(a, b) of a row and its right-hand neighbours
+    __m128i odd;      // a ^ b
+};
+
+inline RowAverage AverageWithNeighbours(__m128i a, __m128i b) {
+    return {_mm_avg_epu8(a, b), _mm_xor_si128(a, b)};
 }
 
-// (above + below + 2) >> 2 of two pair sums, as bytes in the low half.
-inline __m128i DiagonalAverage(__m128i above, __m128i below) {
-    const __m128i sum = _mm_add_epi16(_mm_add_epi16(above, below), _mm_set1_epi16(2));
-    return _mm_srli_epi16(sum, 2);
+inline __m128i DiagonalAverage(const RowAverage& above, const RowAverage& below) {
+    const __m128i rounded = _mm_avg_epu8(above.average, below.average);
+    const __m128i carry = _mm_and_si128(_mm_or_si128(above.odd, below.odd),
+                                        _mm_xor_si128(above.average, below.average));
+    return _mm_sub_epi8(rounded, _mm_and_si128(carry, _mm_set1_epi8(1)));
 }
 
 // Predictions of eight samples, widened to 16 bits, for each phase.
@@ -63,7 +72,8 @@ struct RowsVert {
     const unsigned char* src;
     ptrdiff_t stride;
     __m128i above;
-    explicit RowsVert(const unsigned char* s, ptrdiff_t st) : src(s + st), stride(st), above(Load8(s)) {}
+    explicit RowsVert(const unsigned char* s, ptrdiff_t st)
+        : src(s + st), stride(st), above(Load8(s)) {}
     __m128i Next() {
         const __m128i below = Load8(src);
         const __m128i row = _mm_avg_epu8(above, below);
@@ -73,17 +83,25 @@ struct RowsVert {
     }
 };
 
+// Eight-sample rows fill half a register: the diagonal average is formed in
+// 16-bit lanes, which costs no more here.
 struct RowsDiagonal {
     const unsigned char* src;
     ptrdiff_t stride;
     __m128i above;
+    static __m128i PairSum(const unsigned char* p) {
+        const __m128i zero = _mm_setzero_si128();
+        return _mm_add_epi16(_mm_unpacklo_epi8(Load8(p), zero),
+                             _mm_unpacklo_epi8(Load8(p + 1), zero));
+    }
     explicit RowsDiagonal(const unsigned char* s, ptrdiff_t st)
-        : src(s + st), stride(st), above(PairSum8(s)) {}
+        : src(s + st), stride(st), above(PairSum(s)) {}
     __m128i Next() {
-        const __m128i below = PairSum8(src);
-        const __m128i average = DiagonalAverage(above, below);
+        const __m128i below = PairSum(src);
+        const __m128i sum = _mm_add_epi16(_mm_add_epi16(above, below), _mm_set1_epi16(2));
         above = below;
         src += stride;
+        const __m128i average = _mm_srli_epi16(sum, 2);
         return _mm_packus_epi16(average, average);
     }
 };
@@ -179,25 +197,65 @@ void PredictVert16Sse2(const unsigned char* src, unsigned char* dst, ptrdiff_t s
 }
 
 void PredictDiagonal16Sse2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
-    const __m128i zero = _mm_setzero_si128();
-    auto pairSums = [&](const unsigned char* p, __m128i& low, __m128i& high) {
-        const __m128i a = Load16(p);
-        const __m128i b = Load16(p + 1);
-        low = _mm_add_epi16(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero));
-        high = _mm_add_epi16(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero));
-    };
-    __m128i aboveLow;
-    __m128i aboveHigh;
-    pairSums(src, aboveLow, aboveHigh);
+    RowAverage above = AverageWithNeighbours(Load16(src), Load16(src + 1));
     for (int r = 0; r < 16; ++r, dst += stride) {
         src += stride;
-        __m128i belowLow;
-        __m128i belowHigh;
-        pairSums(src, belowLow, belowHigh);
-        Store16(dst, _mm_packus_epi16(DiagonalAverage(aboveLow, belowLow),
-                                      DiagonalAverage(aboveHigh, belowHigh)));
-        aboveLow = belowLow;
-        aboveHigh = belowHigh;
+        const RowAverage below = AverageWithNeighbours(Load16(src), Load16(src + 1));
+        Store16(dst, DiagonalAverage(above, below));
+        above = below;
+    }
+}
+
+// Both chroma blocks at once: the rows of U in the low half of a register, the
+// rows of V in the high half.
+inline __m128i LoadPair8(const unsigned char* u, const unsigned char* v) {
+    return _mm_unpacklo_epi64(Load8(u), Load8(v));
+}
+
+inline void StorePair8(unsigned char* u, unsigned char* v, __m128i rows) {
+    Store8(u, rows);
+    Store8(v, _mm_unpackhi_epi64(rows, rows));
+}
+
+void PredictChromaCopySse2(const unsigned char* srcU, const unsigned char* srcV,
+                           unsigned char* dstU, unsigned char* dstV, ptrdiff_t stride) {
+    for (int r = 0; r < 8; ++r) {
+        const ptrdiff_t o = r * stride;
+        StorePair8(dstU + o, dstV + o, LoadPair8(srcU + o, srcV + o));
+    }
+}
+
+void PredictChromaHorizSse2(const unsigned char* srcU, const unsigned char* srcV,
+                            unsigned char* dstU, unsigned char* dstV, ptrdiff_t stride) {
+    for (int r = 0; r < 8; ++r) {
+        const ptrdiff_t o = r * stride;
+        StorePair8(
+            dstU + o, dstV + o,
+            _mm_avg_epu8(LoadPair8(srcU + o, srcV + o), LoadPair8(srcU + o + 1, srcV + o + 1)));
+    }
+}
+
+void PredictChromaVertSse2(const unsigned char* srcU, const unsigned char* srcV,
+                           unsigned char* dstU, unsigned char* dstV, ptrdiff_t stride) {
+    __m128i above = LoadPair8(srcU, srcV);
+    for (int r = 0; r < 8; ++r) {
+        const ptrdiff_t o = r * stride;
+        const __m128i below = LoadPair8(srcU + o + stride, srcV + o + stride);
+        StorePair8(dstU + o, dstV + o, _mm_avg_epu8(above, below));
+        above = below;
+    }
+}
+
+void PredictChromaDiagonalSse2(const unsigned char* srcU, const unsigned char* srcV,
+                               unsigned char* dstU, unsigned char* dstV, ptrdiff_t stride) {
+    RowAverage above = AverageWithNeighbours(LoadPair8(srcU, srcV), LoadPair8(srcU + 1, srcV + 1));
+    for (int r = 0; r < 8; ++r) {
+        const ptrdiff_t o = r * stride;
+        const unsigned char* u = srcU + o + stride;
+        const unsigned char* v = srcV + o + stride;
+        const RowAverage below = AverageWithNeighbours(LoadPair8(u, v), LoadPair8(u + 1, v + 1));
+        StorePair8(dstU + o, dstV + o, DiagonalAverage(above, below));
+        above = below;
     }
 }
 
@@ -223,6 +281,8 @@ void ExtendRowEdgesSse2(unsigned char* plane, int width, int height, ptrdiff_t s
 const McKernels kMcKernelsSse2 = {
     {PredictCopy8Sse2, PredictHoriz8Sse2, PredictVert8Sse2, PredictDiagonal8Sse2},
     {PredictCopy16Sse2, PredictHoriz16Sse2, PredictVert16Sse2, PredictDiagonal16Sse2},
+    {PredictChromaCopySse2, PredictChromaHorizSse2, PredictChromaVertSse2,
+     PredictChromaDiagonalSse2},
     {PredictAddCopy8Sse2, PredictAddHoriz8Sse2, PredictAddVert8Sse2, PredictAddDiagonal8Sse2},
     AddResidual8Sse2,
     Copy8Sse2,
