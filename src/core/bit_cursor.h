@@ -35,6 +35,7 @@ public:
 
     uint32_t position() const { return pos_; }
     uint32_t BitsLeft() const { return bitCount_ - pos_; }
+    uint32_t error() const { return error_; }
     void RecordError(uint32_t error) { error_ = error; }
 
     // The 32 bits from the current position on, first bit topmost.

@@ -30,17 +30,18 @@ constexpr int kDquantChange[4] = {-1, -2, 1, 2};
 
 // The observer of the library's own path: records nothing.
 struct NoObserver {
-    void Macroblock(int /*index*/, uint32_t /*firstBit*/, uint32_t /*endBit*/, bool /*skipped*/,
-                    int /*type*/, int /*quant*/, unsigned /*codedBlocks*/,
+    void Macroblock(int /*index*/, uint32_t /*firstBit*/, uint32_t /*endBit*/, bool /*damaged*/,
+                    bool /*skipped*/, int /*type*/, int /*quant*/, unsigned /*codedBlocks*/,
                     const MotionVector_t* /*vectors*/) {}
 };
 
 struct RecordingObserver {
     MacroblockRecord* records;
     int32_t count = 0;
-    void Macroblock(int index, uint32_t firstBit, uint32_t endBit, bool skipped, int type,
-                    int quant, unsigned codedBlocks, const MotionVector_t* vectors) {
+    void Macroblock(int index, uint32_t firstBit, uint32_t endBit, bool damaged, bool skipped,
+                    int type, int quant, unsigned codedBlocks, const MotionVector_t* vectors) {
         MacroblockRecord& r = records[index];
+        r.damaged = damaged;
         r.skipped = skipped;
         r.type = static_cast<int16_t>(type);
         r.quantiser = static_cast<uint8_t>(quant);
@@ -200,7 +201,7 @@ void DecodeIntraPicture(Picture& p, Observer& observer) {
             DecodeIntraMacroblock(p, static_cast<unsigned>((cbpy & 15) | ((mcbpc & 3) << 4)),
                                   PlanesAt(*d, store, x, y));
             d->mbQuant[mbIndex] = p.quant;
-            observer.Macroblock(mbIndex, firstBit, bits.position(), false,
+            observer.Macroblock(mbIndex, firstBit, bits.position(), bits.error() != 0, false,
                                 (mcbpc & 4) ? kMacroblockIntraQ : kMacroblockIntra, p.quant,
                                 static_cast<unsigned>((cbpy & 15) | ((mcbpc & 3) << 4)), nullptr);
         }
@@ -262,8 +263,8 @@ int32_t DecodePPicture(Picture& p, Observer& observer) {
                 p.mc.copy8(ref.u, mb.u, uvs);
                 p.mc.copy8(ref.v, mb.v, uvs);
                 d->mbTypes[mbIndex] = kMacroblockInter;
-                observer.Macroblock(mbIndex, firstBit, bits.position(), true, kMacroblockInter,
-                                    p.quant, 0, d->mbVectors[mbIndex].vectors);
+                observer.Macroblock(mbIndex, firstBit, bits.position(), bits.error() != 0, true,
+                                    kMacroblockInter, p.quant, 0, d->mbVectors[mbIndex].vectors);
                 continue;
             }
             const auto type = static_cast<int16_t>(mcbpc / 4);
@@ -293,8 +294,8 @@ int32_t DecodePPicture(Picture& p, Observer& observer) {
                 return kStatusBadMacroblockType;
             }
             d->mbQuant[mbIndex] = p.quant;
-            observer.Macroblock(mbIndex, firstBit, bits.position(), false, type, p.quant,
-                                codedBlocks, d->mbVectors[mbIndex].vectors);
+            observer.Macroblock(mbIndex, firstBit, bits.position(), bits.error() != 0, false, type,
+                                p.quant, codedBlocks, d->mbVectors[mbIndex].vectors);
         }
     }
     return kStatusOk;

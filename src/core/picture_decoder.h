@@ -8,11 +8,14 @@
 #include <cstdint>
 
 #include "veltrane/decoder.h"
+#include "veltrane/session.h"
 
 namespace veltrane {
 
 // One macroblock as the decoder read it.
 struct MacroblockRecord {
+    bool damaged;             // the reader had recorded an error by its end: what it holds, and
+                              // what follows it, comes from bits the decoder could not trust
     bool skipped;             // not coded (COD = 1): copied from the reference
     int16_t type;             // 0..4 as the decoder keeps it (0 when skipped; intra picture: 3 or 4)
     uint8_t quantiser;        // the quantiser in force at its end
@@ -30,6 +33,13 @@ int32_t DecompressFrameRecordingMacroblocks(void* decoder, const unsigned char* 
                                             int32_t size, unsigned char*** planes,
                                             int32_t* yStride, int32_t* uvStride,
                                             MacroblockRecord* records, int32_t* recordCount);
+
+// DecompressFrame of the session, recording the macroblocks as above: `records`
+// needs room for the mbCount entries of the session's decoder.
+int32_t DecompressSessionFrameRecordingMacroblocks(void* session, const unsigned char* data,
+                                                   uint32_t size, QXImage_t* image,
+                                                   MacroblockRecord* records,
+                                                   int32_t* recordCount);
 
 }  // namespace veltrane
 

@@ -2,6 +2,7 @@
 // last decoded picture.
 #include "veltrane/session.h"
 
+#include "core/picture_decoder.h"
 #include "veltrane/color.h"
 #include "veltrane/decoder.h"
 
@@ -54,7 +55,13 @@ int32_t DecompressClose(void* session) {
     return 0;
 }
 
-int32_t DecompressFrame(void* session, const unsigned char* data, uint32_t size, QXImage_t* image) {
+namespace {
+
+// What a session does with a frame, around the picture decoding loop that
+// `decodePicture` runs (the exported one, or the one that records macroblocks).
+template <typename DecodePicture>
+int32_t DecodeIntoSession(void* session, const unsigned char* data, uint32_t size,
+                          QXImage_t* image, DecodePicture&& decodePicture) {
     auto* s = static_cast<DecompressSession_t*>(session);
     if (s == nullptr) {
         return kStatusBadData;
@@ -63,7 +70,7 @@ int32_t DecompressFrame(void* session, const unsigned char* data, uint32_t size,
     // Sizes beyond int32 are refused by the frame-start check as bad data.
     const int32_t frameSize = size > 0x7FFFFFFFu ? -1 : static_cast<int32_t>(size);
     const int32_t status =
-        H263DecompressFrame(s->decoder, data, frameSize, &planes, &s->yStride, &s->uvStride);
+        decodePicture(s->decoder, data, frameSize, &planes, &s->yStride, &s->uvStride);
     if (status != kStatusOk) {
         return status;
     }
@@ -76,6 +83,32 @@ int32_t DecompressFrame(void* session, const unsigned char* data, uint32_t size,
         CreateBGRAFromYUV(s, image);  // a wrong image format only skips the conversion
     }
     return kStatusOk;
+}
+
+}  // namespace
+
+int32_t DecompressFrame(void* session, const unsigned char* data, uint32_t size, QXImage_t* image) {
+    return DecodeIntoSession(session, data, size, image,
+                             [](void* decoder, const unsigned char* frame, int32_t frameSize,
+                                unsigned char*** planes, int32_t* yStride, int32_t* uvStride) {
+                                 return H263DecompressFrame(decoder, frame, frameSize, planes,
+                                                            yStride, uvStride);
+                             });
+}
+
+int32_t veltrane::DecompressSessionFrameRecordingMacroblocks(void* session,
+                                                             const unsigned char* data,
+                                                             uint32_t size, QXImage_t* image,
+                                                             MacroblockRecord* records,
+                                                             int32_t* recordCount) {
+    *recordCount = 0;
+    return DecodeIntoSession(session, data, size, image,
+                             [&](void* decoder, const unsigned char* frame, int32_t frameSize,
+                                 unsigned char*** planes, int32_t* yStride, int32_t* uvStride) {
+                                 return DecompressFrameRecordingMacroblocks(
+                                     decoder, frame, frameSize, planes, yStride, uvStride,
+                                     records, recordCount);
+                             });
 }
 
 int32_t DecompressGetFrameAttributes(void* session, const unsigned char* data, uint32_t size,

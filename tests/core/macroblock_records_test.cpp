@@ -1,0 +1,118 @@
+// The records of DecompressFrameRecordingMacroblocks against what the stream
+// writer put into random pictures, and its pictures and statuses against the
+// exported H263DecompressFrame.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "core/macroblock_type.h"
+#include "core/picture_decoder.h"
+#include "support/stream_builder.h"
+#include "support/test_allocator.h"
+
+namespace veltrane::test {
+namespace {
+
+constexpr int kWidth = 64, kHeight = 48, kMbCount = 12;
+
+struct Written {
+    Macroblock mb;
+    uint32_t firstBit, bitCount;
+};
+
+// A random picture, with each macroblock's kind and bit range as written.
+std::vector<uint8_t> RandomPicture(RandomStream& random, uint32_t type, uint32_t quant,
+                                   std::vector<Written>* written) {
+    FrameWriter frame(FieldsForSize(kWidth, kHeight, type, quant));
+    written->clear();
+    for (int i = 0; i < kMbCount; ++i) {
+        const auto first = static_cast<uint32_t>(frame.bits().bitCount());
+        const Macroblock mb = random.RandomMacroblock(type != 0);
+        frame.Add(mb);
+        written->push_back({mb, first, static_cast<uint32_t>(frame.bits().bitCount()) - first});
+    }
+    return frame.Bytes();
+}
+
+class Decoder {
+public:
+    Decoder() { EXPECT_EQ(H263DecompressOpen(&d_, kWidth, kHeight, &allocator_), 0); }
+    ~Decoder() { H263DecompressClose(d_); }
+    DecodeInstance_t* get() const { return static_cast<DecodeInstance_t*>(d_); }
+
+    int32_t Decode(const std::vector<uint8_t>& bytes, size_t size,
+                   std::vector<MacroblockRecord>* records) {
+        ExactFrame frame(bytes, size);
+        unsigned char** planes = nullptr;
+        int32_t ys = 0, uvs = 0, count = -1;
+        const auto n = static_cast<int32_t>(frame.size());
+        if (records == nullptr) return H263DecompressFrame(d_, frame.data(), n, &planes, &ys, &uvs);
+        records->assign(kMbCount, MacroblockRecord{});
+        const int32_t status = DecompressFrameRecordingMacroblocks(
+            d_, frame.data(), n, &planes, &ys, &uvs, records->data(), &count);
+        records->resize(static_cast<size_t>(count));
+        return status;
+    }
+    // The store the last picture was decoded into, whether it succeeded or not.
+    std::vector<uint8_t> LastStore(bool succeeded) const {
+        const DecodeInstance_t* d = get();
+        const unsigned char* y = d->stores[succeeded ? 1 - d->current : d->current][kPlaneY];
+        return std::vector<uint8_t>(y, y + kHeight * d->yStride);
+    }
+
+private:
+    TestAllocator allocator_;
+    void* d_ = nullptr;
+};
+
+TEST(MacroblockRecords, DescribeWhatWasWrittenAndDecodeLikeTheExportedPath) {
+    RandomStream random(2024);
+    Decoder exported, recording;
+    std::vector<Written> written;
+    std::vector<MacroblockRecord> records;
+    for (int picture = 0; picture < 12; ++picture) {
+        const uint32_t type = picture % 6 == 0 ? 0 : 1 + picture % 2, quant = 2 + picture;
+        const std::vector<uint8_t> frame = RandomPicture(random, type, quant, &written);
+        // Every fourth picture is cut inside its fifth macroblock.
+        const bool cut = picture % 4 == 3;
+        const size_t size = cut ? (written[4].firstBit + written[4].bitCount / 2) / 8 : SIZE_MAX;
+        SCOPED_TRACE(testing::Message() << "picture " << picture << (cut ? " (cut)" : ""));
+        const int32_t status = exported.Decode(frame, size, nullptr);
+        ASSERT_EQ(recording.Decode(frame, size, &records), status);
+        ASSERT_EQ(status != 0, cut);
+        EXPECT_EQ(recording.LastStore(!cut), exported.LastStore(!cut));
+        ASSERT_EQ(records.size(), size_t{kMbCount});
+
+        int runningQuant = static_cast<int>(quant);
+        for (int i = 0; i < kMbCount && !cut; ++i) {
+            const Macroblock& mb = written[static_cast<size_t>(i)].mb;
+            const MacroblockRecord& r = records[static_cast<size_t>(i)];
+            SCOPED_TRACE(testing::Message() << "macroblock " << i);
+            static const int kDquant[4] = {-1, -2, 1, 2};
+            if (mb.HasDquant()) runningQuant = std::clamp(runningQuant + kDquant[mb.dquant], 1, 31);
+            EXPECT_FALSE(r.damaged);
+            EXPECT_EQ(r.skipped, mb.kind == Macroblock::kSkip);
+            EXPECT_EQ(r.type, mb.Type());
+            EXPECT_EQ(r.quantiser, runningQuant);
+            EXPECT_EQ(r.firstBit, written[static_cast<size_t>(i)].firstBit);
+            EXPECT_EQ(r.bitCount, written[static_cast<size_t>(i)].bitCount);
+            EXPECT_EQ(r.codedBlocks, mb.kind == Macroblock::kSkip ? 0 : mb.LumaBits() | mb.Cbpc() << 4);
+            const macroblockvec_t& v = recording.get()->mbVectors[i];
+            for (int k = 0; k < 4; ++k) {
+                const int from = r.type == kMacroblockInter4V ? k : 0;
+                const bool moves = type != 0 && !IsIntraMacroblock(r.type);
+                EXPECT_EQ(r.vectors[k].x, moves ? v.vectors[from].x : 0);
+                EXPECT_EQ(r.vectors[k].y, moves ? v.vectors[from].y : 0);
+            }
+        }
+        // In a cut picture the macroblocks that end before the cut are intact, the rest damaged.
+        for (size_t i = 0; i < kMbCount && cut; ++i) {
+            const bool beyond = written[i].firstBit + written[i].bitCount > size * 8;
+            EXPECT_EQ(records[i].damaged, beyond) << "macroblock " << i;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace veltrane::test
