@@ -59,14 +59,16 @@ void FrameDecoder::ClearReaderError() {
 }
 
 int32_t FrameDecoder::DecodeOnce(const uint8_t* data, uint32_t size, BgraPicture* image) {
-    if (image == nullptr) {
-        return DecompressFrame(session_, data, size, nullptr);
+    QXImage_t qx{};
+    if (image != nullptr) {
+        if (image->width != session_->width || image->height != session_->height) {
+            image->Resize(session_->width, session_->height);
+        }
+        qx = image->Describe();
     }
-    if (image->width != session_->width || image->height != session_->height) {
-        image->Resize(session_->width, session_->height);
-    }
-    QXImage_t qx = image->Describe();
-    return DecompressFrame(session_, data, size, &qx);
+    QXImage_t* out = image != nullptr ? &qx : nullptr;
+    if (capture_ != nullptr) return DecompressFrameCapturing(session_, data, size, out, capture_);
+    return DecompressFrame(session_, data, size, out);
 }
 
 int32_t FrameDecoder::DecodeInNewSession(const uint8_t* data, uint32_t size, uint32_t pictureType,
@@ -107,6 +109,7 @@ int32_t FrameDecoder::DecodeInNewSession(const uint8_t* data, uint32_t size, uin
 }
 
 int32_t FrameDecoder::Decode(const uint8_t* data, uint32_t size, BgraPicture* image) {
+    if (capture_ != nullptr) capture_->Clear();
     if (session_ == nullptr) {
         return kStatusCannotOpen;
     }

@@ -12,6 +12,7 @@
 
 #include "bgra_picture.h"
 #include "host_allocator.h"
+#include "macroblock_capture.h"
 #include "veltrane/session.h"
 #include "yuv_picture.h"
 
@@ -42,6 +43,10 @@ public:
     // container that does not know it) falls back to a small session, which the
     // first frame then resizes.
     bool Open(int width, int height);
+
+    // From now on every frame's macroblocks are recorded into `capture` (cleared
+    // for a frame that never reaches the decoder); null stops recording.
+    void CaptureMacroblocks(MacroblockCapture* capture) { capture_ = capture; }
 
     // Decodes one frame; with an image, the picture is converted into it (the image
     // is resized to the picture). Returns 0 or the failing status.
@@ -79,6 +84,7 @@ private:
     bool hasReference_ = false;  // an intra picture was decoded since the session opened
     int reopenCount_ = 0;
     std::string refusedSize_;
+    MacroblockCapture* capture_ = nullptr;
 };
 
 }  // namespace veltrane::tools

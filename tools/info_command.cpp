@@ -13,7 +13,6 @@
 #include "macroblock_stats.h"
 #include "run_summary.h"
 #include "veltrane/bitreader.h"
-#include "veltrane/session.h"
 
 namespace veltrane::tools {
 
@@ -68,7 +67,7 @@ private:
     HostAllocator allocator_;
     IvfReader reader_;
     fifo_t* fifo_ = nullptr;
-    DecompressSession_t* session_ = nullptr;  // supplies the code trees for --mb
+    MacroblockStatsCollector stats_{&allocator_};  // decodes the frames for --mb
     RunSummary summary_;
     uint64_t bytes_ = 0;
     uint32_t frames_ = 0;
@@ -76,7 +75,6 @@ private:
 
 InfoRun::~InfoRun() {
     CloseFifo(fifo_);
-    DecompressClose(session_);
 }
 
 bool InfoRun::Open(const std::string& path) {
@@ -86,10 +84,8 @@ bool InfoRun::Open(const std::string& path) {
         return false;
     }
     OpenFifo(allocator_.get(), &fifo_);
-    if (withStats_) {
-        session_ = static_cast<DecompressSession_t*>(DecompressOpen(16, 16, allocator_.get()));
-    }
-    if (fifo_ == nullptr || (withStats_ && session_ == nullptr)) {
+    if (fifo_ == nullptr ||
+        (withStats_ && !stats_.Open(reader_.header().width, reader_.header().height))) {
         ReportError(reader_.name() + ": out of memory");
         return false;
     }
@@ -108,8 +104,7 @@ FrameInfo InfoRun::Inspect(uint32_t index, const IvfFrame& frame) {
     } else if (readerError != 0) {
         info.error = "picture header cut short";
     } else if (withStats_) {
-        MacroblockWalker walker(session_->decoder);
-        info.stats = walker.Walk(fifo_, info.header);
+        info.stats = stats_.Collect(frame.data.data(), static_cast<uint32_t>(frame.data.size()));
         info.haveStats = true;
         if (info.stats.status != 0) {
             info.error = "macroblock layer: " + DescribeStatus(info.stats.status);
