@@ -38,8 +38,7 @@ int32_t DecompressFrameRecordingMacroblocks(void* decoder, const unsigned char* 
 // needs room for the mbCount entries of the session's decoder.
 int32_t DecompressSessionFrameRecordingMacroblocks(void* session, const unsigned char* data,
                                                    uint32_t size, QXImage_t* image,
-                                                   MacroblockRecord* records,
-                                                   int32_t* recordCount);
+                                                   MacroblockRecord* records, int32_t* recordCount);
 
 }  // namespace veltrane
 

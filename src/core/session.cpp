@@ -60,8 +60,8 @@ namespace {
 // What a session does with a frame, around the picture decoding loop that
 // `decodePicture` runs (the exported one, or the one that records macroblocks).
 template <typename DecodePicture>
-int32_t DecodeIntoSession(void* session, const unsigned char* data, uint32_t size,
-                          QXImage_t* image, DecodePicture&& decodePicture) {
+int32_t DecodeIntoSession(void* session, const unsigned char* data, uint32_t size, QXImage_t* image,
+                          DecodePicture&& decodePicture) {
     auto* s = static_cast<DecompressSession_t*>(session);
     if (s == nullptr) {
         return kStatusBadData;
@@ -106,8 +106,8 @@ int32_t veltrane::DecompressSessionFrameRecordingMacroblocks(void* session,
                              [&](void* decoder, const unsigned char* frame, int32_t frameSize,
                                  unsigned char*** planes, int32_t* yStride, int32_t* uvStride) {
                                  return DecompressFrameRecordingMacroblocks(
-                                     decoder, frame, frameSize, planes, yStride, uvStride,
-                                     records, recordCount);
+                                     decoder, frame, frameSize, planes, yStride, uvStride, records,
+                                     recordCount);
                              });
 }
 

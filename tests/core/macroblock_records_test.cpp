@@ -97,7 +97,8 @@ TEST(MacroblockRecords, DescribeWhatWasWrittenAndDecodeLikeTheExportedPath) {
             EXPECT_EQ(r.quantiser, runningQuant);
             EXPECT_EQ(r.firstBit, written[static_cast<size_t>(i)].firstBit);
             EXPECT_EQ(r.bitCount, written[static_cast<size_t>(i)].bitCount);
-            EXPECT_EQ(r.codedBlocks, mb.kind == Macroblock::kSkip ? 0 : mb.LumaBits() | mb.Cbpc() << 4);
+            EXPECT_EQ(r.codedBlocks,
+                      mb.kind == Macroblock::kSkip ? 0 : mb.LumaBits() | mb.Cbpc() << 4);
             const macroblockvec_t& v = recording.get()->mbVectors[i];
             for (int k = 0; k < 4; ++k) {
                 const int from = r.type == kMacroblockInter4V ? k : 0;
