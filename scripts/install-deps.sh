@@ -6,7 +6,7 @@
 # failing at once.
 # Usage: scripts/install-deps.sh STEP...
 #   build    compiler and CMake          tests    GoogleTest
-#   bench    Google Benchmark            tool     libpng for the veltrane tool
+#   bench    Google Benchmark            tool     libpng, cairo and a font for the tool
 #   fuzz     clang and libFuzzer         m32      clang's 32-bit x86 (-m32) libraries
 #   install  pkg-config, for the install check
 #   armhf    the armhf cross build under qemu-arm: clang with Debian's cross
@@ -18,7 +18,7 @@ declare -A step_packages=(
   [build]="cmake g++ make"
   [tests]="libgtest-dev"
   [bench]="libbenchmark-dev"
-  [tool]="libpng-dev"
+  [tool]="libpng-dev libcairo2-dev pkg-config fonts-dejavu-core"
   [fuzz]="clang libclang-rt-dev"
   # The 32-bit build uses clang -m32 with these libraries; g++-multilib would do
   # as well but conflicts with Debian's ARM cross compilers. GoogleTest is built

@@ -11,6 +11,7 @@ int RunDecode(int argc, char** argv);
 int RunInfo(int argc, char** argv);
 int RunEncode(int argc, char** argv);
 int RunBench(int argc, char** argv);
+int RunAnalyze(int argc, char** argv);
 
 // Prints "veltrane: MESSAGE" on stderr.
 void ReportError(const std::string& message);

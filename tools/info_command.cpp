@@ -73,9 +73,7 @@ private:
     uint32_t frames_ = 0;
 };
 
-InfoRun::~InfoRun() {
-    CloseFifo(fifo_);
-}
+InfoRun::~InfoRun() { CloseFifo(fifo_); }
 
 bool InfoRun::Open(const std::string& path) {
     std::string error;

@@ -26,8 +26,8 @@ MacroblockStats SummariseMacroblocks(const std::vector<MacroblockRecord>& record
         stats.codedBlocks += static_cast<uint32_t>(std::popcount(unsigned{r.codedBlocks}));
         if (IsIntraMacroblock(r.type)) continue;
         const int count = r.type == kMacroblockInter4V ? 4 : 1;
-        for (int k = 0; k < count; ++k) {
-            stats.vectorLengthSum += std::hypot(r.vectors[k].x, r.vectors[k].y) / 2.0;  // half samples
+        for (int k = 0; k < count; ++k) {  // vectors count half samples
+            stats.vectorLengthSum += std::hypot(r.vectors[k].x, r.vectors[k].y) / 2.0;
         }
         stats.vectors += static_cast<uint32_t>(count);
     }

@@ -20,6 +20,8 @@ const Command kCommands[] = {
     {"info", "list the frames of IN.ivf and their headers", veltrane::tools::RunInfo},
     {"encode", "encode a Y4M file or a test pattern into an IVF file", veltrane::tools::RunEncode},
     {"bench", "measure decoding speed on IN.ivf", veltrane::tools::RunBench},
+    {"analyze", "draw macroblock overlays of IN.ivf or write an HTML report",
+     veltrane::tools::RunAnalyze},
 };
 
 void PrintUsage(std::FILE* out) {

@@ -8,9 +8,9 @@
 #include "picture_coder.h"
 #include "picture_header_writer.h"
 #include "planes.h"
-#include "psnr.h"
 #include "rate_control.h"
 #include "veltrane/decoder.h"
+#include "veltrane_encoder/psnr.h"
 
 namespace veltrane::enc {
 

@@ -1,4 +1,4 @@
-#include "psnr.h"
+#include "veltrane_encoder/psnr.h"
 
 #include <cmath>
 #include <cstddef>
