@@ -1,4 +1,4 @@
-# Command-level tests of `veltrane analyze`.
+# Command-level tests of `veltrane analyze`, and the browser test of its report.
 # Included after cli_tests.cmake, whose helper, tool and directory they use.
 set(PATTERN_Y4M $<TARGET_FILE:veltrane_test_pattern_y4m>)
 set(SAMPLE ${PROJECT_SOURCE_DIR}/samples/testsrc.ivf)
@@ -38,3 +38,10 @@ veltrane_cli_test(analyze_damaged EXIT 1
 veltrane_cli_test(analyze_source_mismatch EXIT 1 OUTPUT "frame 0: picture 48x32 does not match"
                   OUTPUT2 "75 frames analysed, 0 failed" REQUIRES cli_small_y4m
                   COMMAND ${TOOL} analyze ${SAMPLE} --report mismatch.html --source small.y4m)
+
+add_test(NAME tools_browser.report
+         COMMAND bash ${TOOLS_TEST_DIR}/run_browser_test.sh --sample ${CLI_DIR}/sample.html
+                 --damaged ${CLI_DIR}/damaged.html)
+set_tests_properties(tools_browser.report PROPERTIES
+                     FIXTURES_REQUIRED "cli_sample_report;cli_damaged_report"
+                     SKIP_RETURN_CODE 77 TIMEOUT 1500)
