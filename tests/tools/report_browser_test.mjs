@@ -2,8 +2,8 @@
 // Chromium, driven through ChromeDriver with the WebDriver protocol on the
 // loopback address (Node's own fetch; no npm package), clicks pictures in the
 // chart and checks that their overlay and header fields appear:
-//   node report_browser_test.mjs --sample SAMPLE.html --damaged DAMAGED.html
-//        [--screenshot OUT.png [--screenshot-frame N]]
+//   node report_browser_test.mjs --sample SAMPLE.html [--damaged DAMAGED.html]
+//        [--screenshot OUT.png [--screenshot-frame N] [--window W,H]]
 // SAMPLE.html was made with --source, DAMAGED.html from a copy with failed frames.
 import { spawn } from "node:child_process";
 import { mkdtempSync, rmSync, writeFileSync } from "node:fs";
@@ -57,7 +57,7 @@ class Browser {
         // browser's own connections, which slows every start.
         args: ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
                "--disable-background-networking", "--disable-component-update", "--disable-sync",
-               `--user-data-dir=${this.profile}`, "--window-size=1280,1100",
+               `--user-data-dir=${this.profile}`, `--window-size=${args.window ?? "1280,1100"}`,
                "--hide-scrollbars"],
       },
     } } });
@@ -249,7 +249,7 @@ const browser = new Browser();
 try {
   await browser.start();
   await testSample(browser, args.sample);
-  await testDamaged(browser, args.damaged);
+  if (args.damaged) await testDamaged(browser, args.damaged);
   console.log(`report browser test: ${passed} checks passed`);
 } catch (error) {
   console.error(`report browser test: ${error.message} (after ${passed} checks passed)`);
