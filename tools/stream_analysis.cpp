@@ -67,8 +67,13 @@ void StreamAnalyser::Decode(const IvfFrame& data, FrameAnalysis* frame) {
         frame->shown = ShownPicture::kPrevious;
         frame->picture = lastGood_;
     } else {
+        // The IVF header's size is only a claim: no picture larger than a
+        // decoder can have is made for it.
         frame->shown = ShownPicture::kBlank;
-        frame->picture.Resize(header().width, header().height);
+        const IvfFileHeader& h = header();
+        const bool plausible =
+            h.width <= VELTRANE_MAX_DIMENSION && h.height <= VELTRANE_MAX_DIMENSION;
+        frame->picture.Resize(plausible ? h.width : 0, plausible ? h.height : 0);
     }
 }
 
