@@ -2,13 +2,12 @@
 
 #include <png.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cmath>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
 
-#include "core/macroblock_type.h"
 #include "json_line.h"
 #include "overlay_style.h"
 
