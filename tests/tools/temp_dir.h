@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -16,11 +17,11 @@ namespace veltrane::tools::test {
 
 class TempDir {
 public:
-    // The process id keeps concurrent runs of the same test apart.
+    // The process id keeps concurrent runs of the same test apart; the '/' in
+    // the names of parameterised tests would make a directory of its own.
     TempDir()
         : path_(std::filesystem::temp_directory_path() /
-                ("veltrane_tools_tests." + std::to_string(getpid()) + "." +
-                 ::testing::UnitTest::GetInstance()->current_test_info()->name())) {
+                ("veltrane_tools_tests." + std::to_string(getpid()) + "." + TestName())) {
         std::filesystem::remove_all(path_);
         std::filesystem::create_directories(path_);
     }
@@ -31,6 +32,12 @@ public:
     std::string File(const std::string& name) const { return (path_ / name).string(); }
 
 private:
+    static std::string TestName() {
+        std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+        std::replace(name.begin(), name.end(), '/', '.');
+        return name;
+    }
+
     std::filesystem::path path_;
 };
 
