@@ -1,5 +1,6 @@
 #include "frame_decoder.h"
 
+#include "core/picture_decoder.h"
 #include "veltrane/color.h"
 #include "veltrane/decoder.h"
 
@@ -47,15 +48,9 @@ bool FrameDecoder::Open(int width, int height) {
     if (!IsDecodableSize(width, height)) {
         width = height = kFallbackSize;
     }
-    session_ = static_cast<DecompressSession_t*>(DecompressOpen(width, height, allocator_->get()));
+    session_ = static_cast<DecompressSession_t*>(DecompressOpen(width, height, allocator_));
     hasReference_ = false;
     return session_ != nullptr;
-}
-
-void FrameDecoder::ClearReaderError() {
-    // A failure can leave an uncollected reader error that the library would
-    // otherwise report against the next frame.
-    GetLastFifoError(session_->decoder->fifo);
 }
 
 int32_t FrameDecoder::DecodeOnce(const uint8_t* data, uint32_t size, BgraPicture* image) {
@@ -75,7 +70,7 @@ int32_t FrameDecoder::DecodeInNewSession(const uint8_t* data, uint32_t size, uin
                                          BgraPicture* image) {
     uint32_t width = 0, height = 0;
     int32_t status = DecompressGetFrameAttributes(session_, data, size, nullptr, &width, &height);
-    ClearReaderError();
+    DiscardSessionReaderError(session_);
     if (status != kStatusOk) {
         return status;
     }
@@ -90,7 +85,7 @@ int32_t FrameDecoder::DecodeInNewSession(const uint8_t* data, uint32_t size, uin
         return kStatusCannotOpen;
     }
     auto* fresh = static_cast<DecompressSession_t*>(DecompressOpen(
-        static_cast<int32_t>(width), static_cast<int32_t>(height), allocator_->get()));
+        static_cast<int32_t>(width), static_cast<int32_t>(height), allocator_));
     if (fresh == nullptr) {
         return kStatusCannotOpen;
     }
@@ -116,7 +111,7 @@ int32_t FrameDecoder::Decode(const uint8_t* data, uint32_t size, BgraPicture* im
     uint32_t type = 0;
     int32_t status = DecompressGetFrameAttributes(session_, data, size, &type, nullptr, nullptr);
     // A header cut short leaves a reader error behind; the decode reports it itself.
-    ClearReaderError();
+    DiscardSessionReaderError(session_);
     if (status != kStatusOk) {
         return status;
     }
@@ -128,7 +123,7 @@ int32_t FrameDecoder::Decode(const uint8_t* data, uint32_t size, BgraPicture* im
         status = DecodeInNewSession(data, size, type, image);
     }
     if (status != kStatusOk) {
-        ClearReaderError();
+        DiscardSessionReaderError(session_);
         return status;
     }
     pictureType_ = type;

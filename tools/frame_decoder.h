@@ -11,8 +11,8 @@
 #include <string>
 
 #include "bgra_picture.h"
-#include "host_allocator.h"
 #include "macroblock_capture.h"
+#include "veltrane/allocator.h"
 #include "veltrane/session.h"
 #include "yuv_picture.h"
 
@@ -34,7 +34,7 @@ std::string DescribeStatus(int32_t status);
 
 class FrameDecoder {
 public:
-    explicit FrameDecoder(HostAllocator* allocator) : allocator_(allocator) {}
+    explicit FrameDecoder(IAllocator* allocator) : allocator_(allocator) {}
     ~FrameDecoder();
     FrameDecoder(const FrameDecoder&) = delete;
     FrameDecoder& operator=(const FrameDecoder&) = delete;
@@ -76,9 +76,8 @@ private:
     // session replaces the old one only when the frame decodes.
     int32_t DecodeInNewSession(const uint8_t* data, uint32_t size, uint32_t pictureType,
                                BgraPicture* image);
-    void ClearReaderError();
 
-    HostAllocator* allocator_;
+    IAllocator* allocator_;
     DecompressSession_t* session_ = nullptr;
     uint32_t pictureType_ = 0;
     bool hasReference_ = false;  // an intra picture was decoded since the session opened

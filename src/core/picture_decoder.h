@@ -40,6 +40,13 @@ int32_t DecompressSessionFrameRecordingMacroblocks(void* session, const unsigned
                                                    uint32_t size, QXImage_t* image,
                                                    MacroblockRecord* records, int32_t* recordCount);
 
+// Drops a reader error that an earlier call on the session left uncollected: a
+// header inquiry of a frame cut short, or a picture stopped by status 44. The
+// exported functions keep such an error for the next decode, which then fails
+// with it; a caller that judges every frame on its own bits calls this after
+// an inquiry and after a failed frame.
+void DiscardSessionReaderError(void* session);
+
 }  // namespace veltrane
 
 #endif

@@ -111,6 +111,13 @@ int32_t veltrane::DecompressSessionFrameRecordingMacroblocks(void* session,
                              });
 }
 
+void veltrane::DiscardSessionReaderError(void* session) {
+    auto* s = static_cast<DecompressSession_t*>(session);
+    if (s != nullptr) {
+        GetLastFifoError(s->decoder->fifo);
+    }
+}
+
 int32_t DecompressGetFrameAttributes(void* session, const unsigned char* data, uint32_t size,
                                      uint32_t* pictureType, uint32_t* width, uint32_t* height) {
     auto* s = static_cast<DecompressSession_t*>(session);
