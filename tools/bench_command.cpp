@@ -54,7 +54,7 @@ bool DecodePass(const std::vector<IvfFrame>& frames, const IvfFileHeader& header
         const int32_t status =
             decoder.Decode(frame.data.data(), static_cast<uint32_t>(frame.data.size()),
                            convert ? &image : nullptr);
-        if (status != 0) {
+        if (status != kStatusOk) {
             ++result->failures;
             continue;
         }

@@ -169,7 +169,7 @@ bool DecodeRun::DecodePicture(uint32_t index, const IvfFrame& frame, const IvfFr
     const int32_t status =
         colour_.Decode(frame.data.data(), static_cast<uint32_t>(frame.data.size()), image);
     std::string colourError;
-    if (status != 0) {
+    if (status != kStatusOk) {
         colourError = reader_.name() + where + DescribeStatus(status);
         if (!colour_.refusedSize().empty() &&
             (status == kStatusCannotOpen || status == kStatusEmptyPicture)) {
@@ -181,11 +181,11 @@ bool DecodeRun::DecodePicture(uint32_t index, const IvfFrame& frame, const IvfFr
             alphaFrame->data.data(), static_cast<uint32_t>(alphaFrame->data.size()), nullptr);
         // Always refresh the alpha plane: a reopened alpha session frees the old one.
         colour_.UseAlphaFrom(alpha_);
-        if (status == 0 && alphaStatus != 0) {
+        if (status == kStatusOk && alphaStatus != kStatusOk) {
             *error = alphaReader_.name() + where + DescribeStatus(alphaStatus);
             return false;
         }
-        if (status == 0 &&
+        if (status == kStatusOk &&
             (alpha_.width() != colour_.width() || alpha_.height() != colour_.height())) {
             *error = alphaReader_.name() + where + "alpha picture " +
                      std::to_string(alpha_.width()) + "x" + std::to_string(alpha_.height()) +
@@ -194,7 +194,7 @@ bool DecodeRun::DecodePicture(uint32_t index, const IvfFrame& frame, const IvfFr
             return false;
         }
     }
-    if (status != 0) {
+    if (status != kStatusOk) {
         *error = colourError;
         return false;
     }

@@ -81,7 +81,7 @@ bool InfoRun::Open(const std::string& path) {
         ReportError(error);
         return false;
     }
-    OpenFifo(allocator_.get(), &fifo_);
+    OpenFifo(&allocator_, &fifo_);
     if (fifo_ == nullptr ||
         (withStats_ && !stats_.Open(reader_.header().width, reader_.header().height))) {
         ReportError(reader_.name() + ": out of memory");
@@ -97,14 +97,14 @@ FrameInfo InfoRun::Inspect(uint32_t index, const IvfFrame& frame) {
     const int32_t status = CheckFrameStart(fifo_, frame.data.data(),
                                            static_cast<int64_t>(frame.data.size()), &info.header);
     const uint32_t readerError = GetLastFifoError(fifo_);
-    if (status != 0) {
+    if (status != kStatusOk) {
         info.error = DescribeStatus(status);
     } else if (readerError != 0) {
         info.error = "picture header cut short";
     } else if (withStats_) {
         info.stats = stats_.Collect(frame.data.data(), static_cast<uint32_t>(frame.data.size()));
         info.haveStats = true;
-        if (info.stats.status != 0) {
+        if (info.stats.status != kStatusOk) {
             info.error = "macroblock layer: " + DescribeStatus(info.stats.status);
         }
     }

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/macroblock_type.h"
 #include "recon/macroblock_prediction.h"
 #include "recon/mc_kernels.h"
 #include "recon/mc_word_ops.h"
@@ -79,12 +80,12 @@ int MotionCompensation(int mbIndex, int x, int y, int16_t* mbTypes, macroblockve
                        unsigned int codedMask) {
     using namespace veltrane;
     const int type = mbTypes[mbIndex];
-    if (type < 0 || type > 2) {
+    if (type < kMacroblockInter || type > kMacroblockInter4V) {
         return kStatusBadMacroblockType;
     }
     const McKernels& kernels = *ActiveMcKernels();
     const MotionVector_t* vectors = mbVectors[mbIndex].vectors;
-    const bool fourVectors = type == 2;
+    const bool fourVectors = type == kMacroblockInter4V;
 
     // Y0, Y1, Y2, Y3: k's bit 0 selects the right column, bit 1 the lower row.
     for (int k = 0; k < 4; ++k) {
