@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "malloc_allocator.h"
+#include "support/test_allocator.h"
 #include "veltrane/color.h"
 #include "veltrane/session.h"
 
@@ -57,7 +57,7 @@ public:
 
 private:
     std::vector<unsigned char> y_, u_, v_, alpha_;
-    veltrane::bench::MallocAllocator allocator_;
+    veltrane::test::TestAllocator allocator_;
     ColorConverter_t* converter_ = nullptr;
     DecompressPlanes_t planes_{};
     DecompressSession_t session_{};

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "malloc_allocator.h"
+#include "support/test_allocator.h"
 #include "veltrane/decoder.h"
 #include "veltrane_encoder/encoder.h"
 
@@ -66,7 +66,7 @@ const Streams& TheStreams() {
 
 void Decode(benchmark::State& state, const std::vector<uint8_t>& prefix,
             const std::vector<uint8_t>& frame) {
-    veltrane::bench::MallocAllocator allocator;
+    veltrane::test::TestAllocator allocator;
     void* decoder = nullptr;
     if (H263DecompressOpen(&decoder, kWidth, kHeight, &allocator) != 0) {
         state.SkipWithError("open failed");

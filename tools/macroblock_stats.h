@@ -8,7 +8,7 @@
 
 #include "core/picture_decoder.h"
 #include "frame_decoder.h"
-#include "host_allocator.h"
+#include "veltrane/allocator.h"
 #include "macroblock_capture.h"
 
 namespace veltrane::tools {
@@ -37,7 +37,7 @@ MacroblockStats SummariseMacroblocks(const std::vector<MacroblockRecord>& record
 // Decodes a stream frame by frame, in order, for the statistics of each frame.
 class MacroblockStatsCollector {
 public:
-    explicit MacroblockStatsCollector(HostAllocator* allocator) : decoder_(allocator) {
+    explicit MacroblockStatsCollector(IAllocator* allocator) : decoder_(allocator) {
         decoder_.CaptureMacroblocks(&capture_);
     }
     bool Open(int width, int height) { return decoder_.Open(width, height); }

@@ -24,7 +24,7 @@ bool StreamAnalyser::Open(const std::string& path, const std::string& sourcePath
         withSource_ = true;
         sourcePath_ = sourcePath;
     }
-    OpenFifo(allocator_.get(), &fifo_);
+    OpenFifo(&allocator_, &fifo_);
     if (fifo_ == nullptr || !decoder_.Open(reader_.header().width, reader_.header().height)) {
         *error = path + ": cannot open a decoder session (out of memory)";
         return false;

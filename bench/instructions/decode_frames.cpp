@@ -11,18 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "support/test_allocator.h"
 #include "veltrane/session.h"
 
 namespace {
-
-IAllocator* MallocAllocator() {
-    static const IAllocatorFunctions functions = {
-        [](IAllocator*, size_t size) { return std::malloc(size == 0 ? 1 : size); },
-        [](IAllocator*, size_t size) { return std::malloc(size == 0 ? 1 : size); },
-        [](IAllocator*, void* block) { std::free(block); }};
-    static IAllocator allocator{&functions};
-    return &allocator;
-}
 
 uint32_t ReadLe(const unsigned char* p, int bytes) {
     uint32_t value = 0;
@@ -71,7 +63,8 @@ int main(int argc, char** argv) {
     }
     const auto width = static_cast<int32_t>(ReadLe(&data[12], 2));
     const auto height = static_cast<int32_t>(ReadLe(&data[14], 2));
-    void* session = DecompressOpen(width, height, MallocAllocator());
+    veltrane::test::TestAllocator allocator;
+    void* session = DecompressOpen(width, height, &allocator);
     if (session == nullptr) return Fail(path, "cannot open a decoder of the header's size");
     std::vector<uint32_t> pixels(static_cast<size_t>(width) * static_cast<size_t>(height));
     QXImage_t image{kQXImageFormatBGRA32,

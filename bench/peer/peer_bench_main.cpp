@@ -13,7 +13,7 @@
 #include <string>
 
 #include "jpeg_islow.h"
-#include "malloc_allocator.h"
+#include "support/test_allocator.h"
 #include "mpeg2_decoding.h"
 #include "peer_sections.h"
 
@@ -107,7 +107,7 @@ int main(int argc, char** argv) {
         veltrane::peer::Mpeg2Acceleration().c_str(), LibyuvCpu().c_str(), jpegRoutine.c_str(),
         plan.rounds, veltrane::peer::FormatSeconds(plan.minSecondsPerSide).c_str());
 
-    veltrane::bench::MallocAllocator allocator;
+    veltrane::test::TestAllocator allocator;
     veltrane::peer::Report report;
     const veltrane::peer::BenchContext context{&pairs, plan, &allocator, &report};
     std::printf("\nstreams:\n");

@@ -17,20 +17,12 @@
 #include <string>
 #include <vector>
 
+#include "support/test_allocator.h"
 #include "veltrane/color.h"
 #include "veltrane/session.h"
 #include "veltrane_encoder/encoder.h"
 
 namespace {
-
-IAllocator* MallocAllocator() {
-    static const IAllocatorFunctions functions = {
-        [](IAllocator*, size_t size) { return std::malloc(size == 0 ? 1 : size); },
-        [](IAllocator*, size_t size) { return std::malloc(size == 0 ? 1 : size); },
-        [](IAllocator*, void* block) { std::free(block); }};
-    static IAllocator allocator{&functions};
-    return &allocator;
-}
 
 // 64-bit FNV-1a.
 class Digest {
@@ -56,7 +48,7 @@ public:
           height_(height),
           image_(image),
           bottomUp_(bottomUp),
-          handle_(DecompressOpen(width, height, MallocAllocator())) {}
+          handle_(DecompressOpen(width, height, &allocator_)) {}
     ~Session() { DecompressClose(handle_); }
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
@@ -110,6 +102,7 @@ private:
     int height_;
     bool image_;
     bool bottomUp_;
+    veltrane::test::TestAllocator allocator_;
     void* handle_;
     std::vector<uint32_t> pixels_;
 };

@@ -1,10 +1,8 @@
 #include "fuzz/fuzz_harness.h"
 
-#include <cstdlib>
 #include <memory>
-#include <unordered_map>
 
-#include "veltrane/allocator.h"
+#include "support/test_allocator.h"
 #include "veltrane/color.h"
 #include "veltrane/decoder.h"
 #include "veltrane/session.h"
@@ -15,39 +13,6 @@ namespace {
 
 constexpr int kMaxFrames = 24;
 constexpr uint32_t kMaxReopenPixels = 352 * 288;  // keeps every run small and fast
-
-// A host allocator that tracks its live blocks, so that leaks and stray frees
-// show up at the end of each run.
-class CountingAllocator : public IAllocator {
-public:
-    CountingAllocator() {
-        static const IAllocatorFunctions table = {&Allocate, &Allocate, &Free};
-        functions = &table;
-    }
-    ~CountingAllocator() {
-        for (auto& [block, size] : live_) std::free(block);
-    }
-    size_t liveBlocks() const { return live_.size(); }
-    int foreignFrees() const { return foreignFrees_; }
-
-private:
-    static void* Allocate(IAllocator* self, size_t size) {
-        auto* a = static_cast<CountingAllocator*>(self);
-        void* block = std::malloc(size == 0 ? 1 : size);
-        if (block != nullptr) a->live_[block] = size;
-        return block;
-    }
-    static void Free(IAllocator* self, void* block) {
-        auto* a = static_cast<CountingAllocator*>(self);
-        if (a->live_.erase(block) == 0) {
-            ++a->foreignFrees_;
-            return;
-        }
-        std::free(block);
-    }
-    std::unordered_map<void*, size_t> live_;
-    int foreignFrees_ = 0;
-};
 
 struct SessionSize {
     int32_t width;
@@ -152,7 +117,7 @@ private:
         BlitYUVto16Single(colour_, width_ - 1, height_ - 1, run16.get(), format);
     }
 
-    CountingAllocator allocator_;
+    test::TestAllocator allocator_;
     const bool withAlpha_;
     const bool withImage_;
     const bool bottomUp_;

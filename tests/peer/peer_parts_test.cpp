@@ -10,7 +10,7 @@
 #include "encoded_stream.h"
 #include "interleaved_comparison.h"
 #include "jpeg_islow.h"
-#include "malloc_allocator.h"
+#include "support/test_allocator.h"
 #include "mpeg2_decoding.h"
 #include "real_blocks.h"
 #include "stream_list.h"
@@ -157,7 +157,7 @@ TEST(JpegIslow, SelectedRoutineEqualsPlainCAndOurIntraTransform) {
 }
 
 TEST(WholeStreamDecoders, CountPicturesAndFailures) {
-    bench::MallocAllocator allocator;
+    test::TestAllocator allocator;
     std::vector<std::vector<uint8_t>> frames;
     for (auto& picture : tools::test::EncodeTestPattern(tools::test::Config(48, 32), 4))
         frames.push_back(picture.frame.data);

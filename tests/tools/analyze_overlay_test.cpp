@@ -46,7 +46,7 @@ std::vector<DecodedFrame> DecodeWithRecords(const std::string& path) {
     EXPECT_TRUE(reader.Open(path, &error)) << error;
     HostAllocator allocator;
     auto* session = static_cast<DecompressSession_t*>(
-        DecompressOpen(reader.header().width, reader.header().height, allocator.get()));
+        DecompressOpen(reader.header().width, reader.header().height, &allocator));
     std::vector<DecodedFrame> frames;
     IvfFrame frame;
     while (frames.size() < kFrames && reader.ReadFrame(&frame, &error) == IvfRead::kFrame) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "encoded_stream.h"
+#include "support/test_allocator.h"
 
 namespace veltrane::tools {
 namespace {
@@ -27,7 +28,7 @@ void ExpectPicture(const FrameDecoder& decoder, const YuvPicture& expected, int 
 TEST(FrameDecoderTest, ReopensWhenThePictureSizeChanges) {
     const auto first = EncodeTestPattern(Config(42, 26), 3);
     const auto second = EncodeTestPattern(Config(64, 16), 2);
-    HostAllocator allocator;
+    veltrane::test::TestAllocator allocator;
     {
         FrameDecoder decoder(&allocator);
         ASSERT_TRUE(decoder.Open(0, 0));  // unknown size: the first frame sets it
@@ -45,7 +46,7 @@ TEST(FrameDecoderTest, ReopensWhenThePictureSizeChanges) {
         }
         EXPECT_EQ(decoder.reopenCount(), 2);
     }
-    EXPECT_EQ(allocator.liveBlocks(), 0);
+    EXPECT_EQ(allocator.liveBlocks(), 0u);
 }
 
 // Failed frames of every kind leave the reference picture and the session intact.
@@ -58,7 +59,7 @@ TEST(FrameDecoderTest, FailedFramesLeaveTheReferenceIntact) {
     std::vector<uint8_t> otherSizeInter = stream[2].frame.data;
     otherSizeInter[4] ^= 0x04;  // bit 37, inside the 8-bit width field: 48 becomes 56
 
-    HostAllocator allocator;
+    veltrane::test::TestAllocator allocator;
     FrameDecoder decoder(&allocator);
     ASSERT_TRUE(decoder.Open(48, 32));
     EXPECT_EQ(Decode(&decoder, stream[1].frame.data), kStatusNoReference);
@@ -79,7 +80,7 @@ TEST(FrameDecoderTest, FailedFramesLeaveTheReferenceIntact) {
 }
 
 TEST(FrameDecoderTest, RefusesSizesNoSessionCanHold) {
-    HostAllocator allocator;
+    veltrane::test::TestAllocator allocator;
     FrameDecoder decoder(&allocator);
     ASSERT_TRUE(decoder.Open(16, 16));
     // Source format 1 (16-bit size): 5000 x 16, then 0 x 16.
@@ -95,12 +96,12 @@ TEST(FrameDecoderTest, RefusesSizesNoSessionCanHold) {
 }
 
 TEST(FrameDecoderTest, OpenFailureLeaksNothing) {
-    HostAllocator allocator;
+    veltrane::test::TestAllocator allocator;
     for (int budget = 0; budget < 6; ++budget) {
-        allocator.FailAfter(budget);
+        allocator.FailAt(budget + 1);
         FrameDecoder decoder(&allocator);
         EXPECT_FALSE(decoder.Open(64, 64)) << budget;
-        EXPECT_EQ(allocator.liveBlocks(), 0) << budget;
+        EXPECT_EQ(allocator.liveBlocks(), 0u) << budget;
     }
 }
 
