@@ -7,9 +7,7 @@
 #include <vector>
 
 #include "core/macroblock_type.h"
-#include "core/picture_decoder.h"
-#include "support/stream_builder.h"
-#include "support/test_allocator.h"
+#include "support/test_decoder.h"
 
 namespace veltrane::test {
 namespace {
@@ -35,40 +33,14 @@ std::vector<uint8_t> RandomPicture(RandomStream& random, uint32_t type, uint32_t
     return frame.Bytes();
 }
 
-class Decoder {
-public:
-    Decoder() { EXPECT_EQ(H263DecompressOpen(&d_, kWidth, kHeight, &allocator_), 0); }
-    ~Decoder() { H263DecompressClose(d_); }
-    DecodeInstance_t* get() const { return static_cast<DecodeInstance_t*>(d_); }
-
-    int32_t Decode(const std::vector<uint8_t>& bytes, size_t size,
-                   std::vector<MacroblockRecord>* records) {
-        ExactFrame frame(bytes, size);
-        unsigned char** planes = nullptr;
-        int32_t ys = 0, uvs = 0, count = -1;
-        const auto n = static_cast<int32_t>(frame.size());
-        if (records == nullptr) return H263DecompressFrame(d_, frame.data(), n, &planes, &ys, &uvs);
-        records->assign(kMbCount, MacroblockRecord{});
-        const int32_t status = DecompressFrameRecordingMacroblocks(
-            d_, frame.data(), n, &planes, &ys, &uvs, records->data(), &count);
-        records->resize(static_cast<size_t>(count));
-        return status;
-    }
-    // The store the last picture was decoded into, whether it succeeded or not.
-    std::vector<uint8_t> LastStore(bool succeeded) const {
-        const DecodeInstance_t* d = get();
-        const unsigned char* y = d->stores[succeeded ? 1 - d->current : d->current][kPlaneY];
-        return std::vector<uint8_t>(y, y + kHeight * d->yStride);
-    }
-
-private:
-    TestAllocator allocator_;
-    void* d_ = nullptr;
-};
+// The store the last picture was decoded into, whether it succeeded or not.
+std::vector<uint8_t> LastStore(const TestDecoder& dec, bool succeeded) {
+    return dec.Store(succeeded ? 1 - dec->current : dec->current);
+}
 
 TEST(MacroblockRecords, DescribeWhatWasWrittenAndDecodeLikeTheExportedPath) {
     RandomStream random(2024);
-    Decoder exported, recording;
+    TestDecoder exported(kWidth, kHeight), recording(kWidth, kHeight);
     std::vector<Written> written;
     std::vector<MacroblockRecord> records;
     for (int picture = 0; picture < 12; ++picture) {
@@ -81,7 +53,7 @@ TEST(MacroblockRecords, DescribeWhatWasWrittenAndDecodeLikeTheExportedPath) {
         const int32_t status = exported.Decode(frame, size, nullptr);
         ASSERT_EQ(recording.Decode(frame, size, &records), status);
         ASSERT_EQ(status != 0, cut);
-        EXPECT_EQ(recording.LastStore(!cut), exported.LastStore(!cut));
+        EXPECT_EQ(LastStore(recording, !cut), LastStore(exported, !cut));
         ASSERT_EQ(records.size(), size_t{kMbCount});
 
         int runningQuant = static_cast<int>(quant);
@@ -99,7 +71,7 @@ TEST(MacroblockRecords, DescribeWhatWasWrittenAndDecodeLikeTheExportedPath) {
             EXPECT_EQ(r.bitCount, written[static_cast<size_t>(i)].bitCount);
             EXPECT_EQ(r.codedBlocks,
                       mb.kind == Macroblock::kSkip ? 0 : mb.LumaBits() | mb.Cbpc() << 4);
-            const macroblockvec_t& v = recording.get()->mbVectors[i];
+            const macroblockvec_t& v = recording->mbVectors[i];
             for (int k = 0; k < 4; ++k) {
                 const int from = r.type == kMacroblockInter4V ? k : 0;
                 const bool moves = type != 0 && !IsIntraMacroblock(r.type);

@@ -1,13 +1,13 @@
 // The session functions: open and close, settings, decoding into the session's
-// planes and into BGRA images, size changes, alpha sessions and frame inquiries.
+// planes and into BGRA images, failed frames, alpha sessions, frame inquiries
+// and the reader error an inquiry leaves behind.
 #include "veltrane/session.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <vector>
 
+#include "core/picture_decoder.h"
 #include "support/stream_builder.h"
 #include "support/test_allocator.h"
 #include "veltrane/color.h"
@@ -16,10 +16,8 @@ namespace veltrane::test {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
-
 constexpr uint32_t kSentinel = 0x5A5A5A5A;
 
-// A session on its own counting allocator; closing checks that nothing leaks.
 class TestSession {
 public:
     TestSession(int32_t w, int32_t h)
@@ -31,9 +29,8 @@ public:
     }
     DecompressSession_t* operator->() const { return s_; }
     DecompressSession_t* get() const { return s_; }
-
     int32_t Decode(const Bytes& bytes, QXImage_t* image = nullptr) {
-        ExactFrame frame(bytes);
+        const ExactFrame frame(bytes);
         return DecompressFrame(s_, frame.data(), static_cast<uint32_t>(frame.size()), image);
     }
 
@@ -42,58 +39,47 @@ private:
     DecompressSession_t* s_;
 };
 
-// A BGRA image of exactly width x height pixels on the heap, pre-filled.
+// A BGRA image of exactly width x height pixels, filled with the sentinel.
 struct Image {
     Image(int width, int height, uint32_t format = kQXImageFormatBGRA32)
-        : pixels(static_cast<size_t>(width) * height, kSentinel) {
-        image = {format, width,     height,
-                 0,      width * 4, reinterpret_cast<unsigned char*>(pixels.data())};
-    }
+        : pixels(static_cast<size_t>(width) * height, kSentinel),
+          image{format, width, height, 0, width * 4,
+                reinterpret_cast<unsigned char*>(pixels.data())} {}
     uint32_t At(int x, int y) const { return pixels[static_cast<size_t>(y) * image.width + x]; }
     bool Untouched() const {
         return std::all_of(pixels.begin(), pixels.end(), [](uint32_t p) { return p == kSentinel; });
     }
     std::vector<uint32_t> pixels;
-    QXImage_t image{};
+    QXImage_t image;
 };
 
 int MbCount(int w, int h) { return ((w + 15) / 16) * ((h + 15) / 16); }
 
-// INTRADC 255 stands for 128: a mid-grey picture.
+// INTRADC 255 stands for 128: a mid-grey picture (0xFF828282 in BGRA).
 Bytes Grey(int w, int h) {
     return FlatIntraPicture(FieldsForSize(w, h), MbCount(w, h), [](int, int) { return 255; });
 }
 
-TEST(Session, OpenStartsWithNoPictureAndDecodingPublishesTheStore) {
+TEST(Session, OpenDecodeIntoThePlanesAndEveryOpenFailure) {
     TestSession s(16, 16);
     ASSERT_NE(s.get(), nullptr);
-    ASSERT_NE(s->planes, nullptr);
     EXPECT_EQ(s->planes->y, nullptr);
     EXPECT_EQ(s->planes->alpha, nullptr);
-
-    // No image: only the session's planes are set.
     ASSERT_EQ(s.Decode(Grey(16, 16)), 0);
-    DecodeInstance_t* d = s->decoder;
-    EXPECT_EQ(s->planes->y, d->stores[0][kPlaneY]);
-    EXPECT_EQ(s->planes->v, d->stores[0][kPlaneV]);
+    EXPECT_EQ(s->planes->y, s->decoder->stores[0][kPlaneY]);
+    EXPECT_EQ(s->planes->u, s->decoder->stores[0][kPlaneU]);
+    EXPECT_EQ(s->planes->v, s->decoder->stores[0][kPlaneV]);
     EXPECT_EQ(s->yStride, 48);
     EXPECT_EQ(s->uvStride, 40);
     ASSERT_EQ(s.Decode(FrameWriter(FieldsForSize(16, 16, 1)).Skip().Bytes()), 0);
-    EXPECT_EQ(s->planes->y, d->stores[1][kPlaneY]);
-
-    // An image of another format than BGRA is left alone.
-    Image other(16, 16, 1);
+    EXPECT_EQ(s->planes->y, s->decoder->stores[1][kPlaneY]);
+    Image other(16, 16, 1);  // another format than BGRA is left alone
     ASSERT_EQ(s.Decode(Grey(16, 16), &other.image), 0);
     EXPECT_TRUE(other.Untouched());
-}
 
-TEST(Session, EveryFailedAllocationInOpenReleasesEverything) {
     TestAllocator counter;
-    void* session = DecompressOpen(33, 17, &counter);
-    ASSERT_NE(session, nullptr);
-    const int needed = counter.allocations();
-    EXPECT_EQ(DecompressClose(session), 0);
-    for (int k = 1; k <= needed; ++k) {
+    ASSERT_EQ(DecompressClose(DecompressOpen(33, 17, &counter)), 0);
+    for (int k = 1; k <= counter.allocations(); ++k) {
         TestAllocator allocator;
         allocator.FailAt(k);
         EXPECT_EQ(DecompressOpen(33, 17, &allocator), nullptr) << "allocation " << k;
@@ -122,51 +108,45 @@ TEST(Session, SettingsNeedARecordOfEightBytes) {
     EXPECT_EQ(read.deblockingMethod, 2);
 }
 
+// 160x120 decodes 128 rows; the exact-size image has room for 120 only.
 TEST(Session, BgraImageGetsThePicturesOwnSizeNotTheMacroblockGrid) {
-    // 160x120 decodes 128 rows; the exact-size image has room for 120 only.
     TestSession s(160, 120);
     const int mbs = MbCount(160, 120);
-    ASSERT_EQ(s->decoder->alignedHeight, 128);
     auto dc = [mbs](int i, int b) { return b < 4 && i == mbs - 1 ? 235 : 255; };
     Image image(160, 120);
     ASSERT_EQ(s.Decode(FlatIntraPicture(FieldsForSize(160, 120), mbs, dc), &image.image), 0);
-    EXPECT_EQ(s->yStride, 192);
-    EXPECT_EQ(s->planes->y[127 * 192 + 159], 235);  // the last macroblock row is decoded
+    EXPECT_EQ(s->planes->y[127 * s->yStride + 159], 235);  // the last macroblock row is decoded
     EXPECT_EQ(image.At(0, 0), 0xFF828282u);
-    EXPECT_EQ(image.At(159, 119), 0xFFFEFEFEu);
     EXPECT_EQ(image.At(143, 111), 0xFF828282u);
+    EXPECT_EQ(image.At(159, 119), 0xFFFEFEFEu);
     for (uint32_t p : image.pixels) ASSERT_NE(p, kSentinel);
 }
 
+// A frame of another size returns 30, a truncated one 4 or 12: planes, strides
+// and image stay, and frames of the session's size still decode.
 TEST(Session, FailedDecodeKeepsPlanesStridesAndImage) {
-    // A frame of another size returns 30; a truncated one 4 or 12.
     Bytes cut = FrameWriter(FieldsForSize(33, 17, 1)).Skip(3).Bytes();
     cut.pop_back();  // cut inside the quantiser field
     for (const bool sizeChange : {true, false}) {
-        SCOPED_TRACE(sizeChange ? "size change" : "truncated");
         TestSession s(33, 17);
         ASSERT_EQ(s.Decode(Grey(33, 17)), 0);
         const DecompressPlanes_t before = *s->planes;
         Image image(33, 17);
         const int32_t status = s.Decode(sizeChange ? Grey(176, 144) : cut, &image.image);
-        if (sizeChange) {
-            EXPECT_EQ(status, kStatusSizeChanged);
-        } else {
-            EXPECT_TRUE(status == kStatusOutOfData || status == kStatusBadData) << status;
-        }
+        EXPECT_TRUE(sizeChange ? status == kStatusSizeChanged
+                               : status == kStatusOutOfData || status == kStatusBadData)
+            << status;
         EXPECT_EQ(s->planes->y, before.y);
         EXPECT_EQ(s->planes->v, before.v);
         EXPECT_EQ(s->yStride, 80);
         EXPECT_TRUE(image.Untouched());
-        // The session still decodes frames of its own size.
         EXPECT_EQ(s.Decode(Grey(33, 17), &image.image), 0);
         EXPECT_EQ(image.At(32, 16), 0xFF828282u);
     }
 }
 
 TEST(Session, AlphaSessionLumaBecomesTheAlphaChannel) {
-    TestSession colour(32, 16);
-    TestSession alpha(32, 16);
+    TestSession colour(32, 16), alpha(32, 16);
     ASSERT_EQ(colour.Decode(Grey(32, 16)), 0);
     // Alpha: 0 in the first luma block, 200 everywhere else.
     auto dc = [](int i, int b) { return i == 0 && b == 0 ? 0 : 200; };
@@ -174,7 +154,6 @@ TEST(Session, AlphaSessionLumaBecomesTheAlphaChannel) {
     EXPECT_EQ(DecompressSetAlpha(colour.get(), alpha.get()), 0);
     EXPECT_EQ(colour->planes->alpha, alpha->planes->y);
     EXPECT_EQ(colour->alphaStride, alpha->yStride);
-
     Image image(32, 16);
     ASSERT_EQ(colour.Decode(Grey(32, 16), &image.image), 0);
     EXPECT_EQ(image.At(0, 0), 0u);
@@ -182,32 +161,34 @@ TEST(Session, AlphaSessionLumaBecomesTheAlphaChannel) {
     EXPECT_EQ(image.At(31, 15), 0xC8828282u);
 }
 
-TEST(Session, FrameInquiryReportsTypeAndSizeOrWritesNothing) {
+TEST(Session, FrameInquiryAndTheReaderErrorItLeaves) {
     TestSession s(16, 16);
-    auto inquire = [&](const Bytes& bytes, size_t n, uint32_t size, uint32_t* out) {
+    uint32_t out[3];
+    auto inquire = [&](const Bytes& bytes, size_t n, uint32_t size) {
         const ExactFrame frame(bytes, n);
         return DecompressGetFrameAttributes(s.get(), frame.data(), size, &out[0], &out[1], &out[2]);
     };
     const Bytes frame = FrameWriter(FieldsForSize(320, 240, 2)).Skip().Bytes();
-    uint32_t out[3];
-    EXPECT_EQ(inquire(frame, SIZE_MAX, frame.size(), out), 0);
+    EXPECT_EQ(inquire(frame, SIZE_MAX, frame.size()), 0);
     EXPECT_EQ(std::vector<uint32_t>(out, out + 3), (std::vector<uint32_t>{2, 320, 240}));
 
-    // A bad start code, or a size beyond the frame limit: nothing is written or read.
+    // A bad start code, or a size beyond the frame limit: nothing written or read.
     std::fill(out, out + 3, kSentinel);
-    EXPECT_EQ(inquire({0x00, 0x01, 0x80, 0x00, 0x00, 0x00}, SIZE_MAX, 6, out), kStatusBadData);
-    EXPECT_EQ(inquire(frame, 4, 0xFFFFFFFFu, out), kStatusBadData);
-    EXPECT_EQ(std::vector<uint32_t>(out, out + 3), std::vector<uint32_t>(3, kSentinel));
+    EXPECT_EQ(inquire({0x00, 0x01, 0x80, 0x00, 0x00, 0x00}, SIZE_MAX, 6), kStatusBadData);
+    EXPECT_EQ(inquire(frame, 4, 0xFFFFFFFFu), kStatusBadData);
+    EXPECT_EQ(std::count(out, out + 3, kSentinel), 3);
     const ExactFrame tiny(frame, 4);
     EXPECT_EQ(DecompressFrame(s.get(), tiny.data(), 0x80000000u, nullptr), kStatusBadData);
 
-    // Cut inside the height field: the inquiry succeeds, and the reader's
-    // error is left for the next decode.
+    // Cut inside the height field: the inquiry succeeds and leaves the reader's
+    // error for the next decode, unless the caller discards it.
     const Bytes grey = Grey(16, 16);
-    EXPECT_EQ(inquire(grey, 6, 6, out), 0);
+    EXPECT_EQ(inquire(grey, 6, 6), 0);
     EXPECT_EQ(out[2], 0u);
     EXPECT_EQ(s.Decode(grey), kStatusOutOfData);
     EXPECT_EQ(s->planes->y, nullptr);
+    EXPECT_EQ(inquire(grey, 6, 6), 0);
+    DiscardSessionReaderError(s.get());
     EXPECT_EQ(s.Decode(grey), 0);
 }
 

@@ -9,15 +9,11 @@
 #include <iterator>
 #include <memory>
 
-#include "entropy/code_tables.h"
-#include "support/bit_writer.h"
-#include "support/test_allocator.h"
-#include "veltrane/decoder.h"
+#include "support/test_decoder.h"
 #include "veltrane/entropy.h"
 
+namespace veltrane::test {
 namespace {
-
-using veltrane::test::BitWriter;
 
 // A picture 64 pixels wide: four macroblocks per row, three rows.
 constexpr int kWidth = 64;
@@ -25,25 +21,15 @@ constexpr int kMacroblocks = 3 * kWidth / 16;
 
 class MotionVectors : public ::testing::Test {
 protected:
-    void SetUp() override {
-        ASSERT_EQ(H263DecompressOpen(&handle_, 16, 16, &allocator_), 0);
-        decoder_ = static_cast<DecodeInstance_t*>(handle_);
-        fifo_ = decoder_->fifo;
-    }
-    void TearDown() override {
-        H263DecompressClose(handle_);
-        EXPECT_EQ(allocator_.liveBlocks(), 0u);
-    }
     // Clears the neighbourhood, points the reader at a copy of the writer's bytes of
     // exactly their size, of which the first `bits` count (all by default), and
     // decodes macroblock `mb`.
     void Decode(int mb, int firstRow, const BitWriter& w, long bits = -1) {
-        data_.reset(new unsigned char[w.bytes().size()]);
-        std::copy(w.bytes().begin(), w.bytes().end(), data_.get());
-        SetFifoBuffer(fifo_, data_.get(), static_cast<int32_t>(w.bytes().size()),
+        data_ = std::make_unique<ExactFrame>(w.bytes());
+        SetFifoBuffer(fifo_, data_->data(), static_cast<int32_t>(data_->size()),
                       static_cast<uint32_t>(bits < 0 ? w.bitCount() : bits), 0);
         fifo_->error = 0;
-        GetMotionVectors(decoder_, mb, types_.data(), vectors_.data(), fifo_, kWidth, firstRow);
+        GetMotionVectors(dec_.get(), mb, types_.data(), vectors_.data(), fifo_, kWidth, firstRow);
     }
     void Clear() {
         types_.fill(0);
@@ -55,17 +41,15 @@ protected:
             << what << ", vector " << k << ": " << V(mb, k).x << ", " << V(mb, k).y;
     }
 
-    veltrane::test::TestAllocator allocator_;
-    void* handle_ = nullptr;
-    DecodeInstance_t* decoder_ = nullptr;
-    fifo_t* fifo_ = nullptr;
-    std::unique_ptr<unsigned char[]> data_;
+    TestDecoder dec_{16, 16};
+    fifo_t* fifo_ = dec_->fifo;
+    std::unique_ptr<ExactFrame> data_;
     std::array<int16_t, kMacroblocks> types_{};
     std::array<macroblockvec_t, kMacroblocks> vectors_{};
 };
 
 void PutMvd(BitWriter& w, int x, int y) {
-    w.Code(veltrane::MvdCodes, x).Code(veltrane::MvdCodes, y);
+    w.Code(MvdCodes, x).Code(MvdCodes, y);
 }
 
 struct Source {
@@ -118,7 +102,7 @@ TEST_F(MotionVectors, PredictionCandidates) {
         for (const auto& [source, value] : marks)
             if (source.mb >= 0) V(source.mb, source.vector) = value;
         int x = 99, y = 99;
-        veltrane::GetMotionVectorPredictor(c.mb, c.position, kWidth, c.firstRow, types_.data(),
+        GetMotionVectorPredictor(c.mb, c.position, kWidth, c.firstRow, types_.data(),
                                            vectors_.data(), &x, &y);
         EXPECT_TRUE(x == c.expected.x && y == c.expected.y)
             << "macroblock " << c.mb << " position " << c.position << ": " << x << ", " << y;
@@ -199,3 +183,4 @@ TEST_F(MotionVectors, FailedLookupsCountAsZero) {
 }
 
 }  // namespace
+}  // namespace veltrane::test
