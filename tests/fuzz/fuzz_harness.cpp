@@ -27,8 +27,9 @@ bool KnownStatus(int32_t status) {
 
 class Harness {
 public:
-    Harness(uint8_t config, HarnessResult& result)
-        : withAlpha_((config & 4) != 0),
+    Harness(uint8_t config, HarnessResult& result, const FrameObserver& observer)
+        : observer_(observer),
+          withAlpha_((config & 4) != 0),
           withImage_((config & 8) == 0),
           bottomUp_((config & 16) != 0),
           result_(result) {
@@ -68,6 +69,7 @@ public:
             ++result_.decoded;
             Blit(index);
         }
+        if (observer_) observer_(index, status, colour_, width_, height_, withImage_ ? image_.get() : nullptr);
     }
 
 private:
@@ -87,14 +89,14 @@ private:
             DecompressSetAlpha(colour_, alpha_);
         }
         const size_t pixels = static_cast<size_t>(width_) * static_cast<size_t>(height_);
-        std::unique_ptr<uint32_t[]> buffer(new uint32_t[pixels]);
+        image_.reset(new uint32_t[pixels]());
         QXImage_t image{};
         image.format = kQXImageFormatBGRA32;
         image.width = width_;
         image.height = height_;
         image.bottomUp = bottomUp_ ? 1 : 0;
         image.rowBytes = width_ * 4;
-        image.pixels = reinterpret_cast<unsigned char*>(buffer.get());
+        image.pixels = reinterpret_cast<unsigned char*>(image_.get());
         const int32_t status = DecompressFrame(colour_, bytes, size, withImage_ ? &image : nullptr);
         Check(status);
         return status;
@@ -118,6 +120,8 @@ private:
     }
 
     test::TestAllocator allocator_;
+    const FrameObserver& observer_;
+    std::unique_ptr<uint32_t[]> image_;
     const bool withAlpha_;
     const bool withImage_;
     const bool bottomUp_;
@@ -130,10 +134,10 @@ private:
 
 }  // namespace
 
-HarnessResult RunDecodeHarness(const uint8_t* data, size_t size) {
+HarnessResult RunDecodeHarness(const uint8_t* data, size_t size, const FrameObserver& observer) {
     HarnessResult result;
     if (size == 0) return result;
-    Harness harness(data[0], result);
+    Harness harness(data[0], result, observer);
     size_t pos = 1;
     for (int index = 0; index < kMaxFrames && pos < size; ++index) {
         size_t length = data[pos];

@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace veltrane::fuzz {
@@ -24,7 +25,13 @@ struct HarnessResult {
     bool unexpectedStatus = false;  // a status outside 0, 4, 12, 30
 };
 
-HarnessResult RunDecodeHarness(const uint8_t* data, size_t size);
+// Told of every frame the colour session was given, after its decode: the
+// session, its size, and the BGRA image it decoded into (null without one).
+using FrameObserver = std::function<void(int index, int32_t status, void* session, int32_t width,
+                                         int32_t height, const uint32_t* image)>;
+
+HarnessResult RunDecodeHarness(const uint8_t* data, size_t size,
+                               const FrameObserver& observer = {});
 
 // Serialises frames into the input layout above.
 std::vector<uint8_t> MakeHarnessInput(uint8_t config,
