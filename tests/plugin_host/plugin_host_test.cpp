@@ -66,23 +66,23 @@ TEST_F(PluginHost, RegistrationAndComponentLifetime) {
     ASSERT_EQ(registrar.calls.size(), 1u);
     EXPECT_EQ(registrar.calls[0], (std::array<uint32_t, 3>{0x302u, 0u, 0u}));
 
-    EXPECT_EQ(plugin.RegisterComponents(nullptr), -2);
+    EXPECT_EQ(plugin.RegisterComponents(nullptr), kComponentFailed);
 
     // A table handed in is refused; so are a missing or failing allocator and null arguments.
     IGenericComponent* generic = nullptr;
     auto* table = reinterpret_cast<IGenericComponentFunctions*>(&registrar);
-    EXPECT_EQ(registrar.factory(&framework, &table, &generic), -2);
+    EXPECT_EQ(registrar.factory(&framework, &table, &generic), kComponentFailed);
     EXPECT_EQ(generic, nullptr);
     allocator.FailAt(1);
-    EXPECT_EQ(registrar.factory(&framework, nullptr, &generic), -2);
+    EXPECT_EQ(registrar.factory(&framework, nullptr, &generic), kComponentFailed);
     EXPECT_EQ(generic, nullptr);
     allocator.FailAt(0);
     CFFrameworkObject noAllocator{&registry, nullptr};
     generic = reinterpret_cast<IGenericComponent*>(&registrar);
-    EXPECT_EQ(registrar.factory(&noAllocator, nullptr, &generic), -2);
+    EXPECT_EQ(registrar.factory(&noAllocator, nullptr, &generic), kComponentFailed);
     EXPECT_EQ(generic, nullptr);
-    EXPECT_EQ(registrar.factory(nullptr, nullptr, &generic), -2);
-    EXPECT_EQ(registrar.factory(&framework, nullptr, nullptr), -2);
+    EXPECT_EQ(registrar.factory(nullptr, nullptr, &generic), kComponentFailed);
+    EXPECT_EQ(registrar.factory(&framework, nullptr, nullptr), kComponentFailed);
 
     // A second component counts on its own and goes without telling a missing registry.
     CFFrameworkObject quiet{nullptr, &allocator};
