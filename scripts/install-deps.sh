@@ -13,6 +13,8 @@
 #            sysroot (C library, libstdc++, libgcc), the ARM linker, qemu-arm
 #   count    what scripts/count-armhf.sh adds: libpng for the encoder tool, djpeg
 #   peer     the peer benchmark: libjpeg-turbo, libyuv, libmpeg2, mpeg2enc, the photo
+#   format   clang-format, for the format check
+#   lines    cloc, for scripts/count-lines.sh
 set -euo pipefail
 declare -A step_packages=(
   [build]="cmake g++ make"
@@ -29,6 +31,8 @@ declare -A step_packages=(
   [armhf]="clang googletest qemu-user binutils-arm-linux-gnueabihf libc6-dev-armhf-cross libstdc++-12-dev-armhf-cross libgcc-12-dev-armhf-cross"
   [count]="libpng-dev libjpeg-turbo-progs"
   [peer]="libjpeg62-turbo-dev libyuv-dev libmpeg2-4-dev mjpegtools plasma-workspace-wallpapers pkg-config"
+  [format]="clang-format"
+  [lines]="cloc"
 )
 if (($# == 0)); then
   echo "usage: $0 STEP... (steps: ${!step_packages[*]})" >&2

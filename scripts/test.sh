@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# The whole test suite in stages: the normal build, an ASan+UBSan build, the
-# fuzz targets (decoding, plug-in path) for a fixed number of runs, the 32-bit
-# x86 build (VELTRANE_M32=0 leaves it out), the armhf cross build run under
-# qemu-arm (VELTRANE_ARMHF=0 leaves it out) and the install check. Each stage installs the packages it
-# needs, logs to build/logs/STAGE.log and prints one line; a grand total ends
-# the run. A failed stage does not stop the others; the exit status is 0 only
+# The whole test suite in stages: the layout check (clang-format), the normal
+# build, an ASan+UBSan build, the fuzz targets (decoding, plug-in path) for a
+# fixed number of runs, the 32-bit x86 build (VELTRANE_M32=0 leaves it out), the
+# armhf cross build run under qemu-arm (VELTRANE_ARMHF=0 leaves it out) and the
+# install check. Each stage installs the packages it needs, logs to
+# build/logs/STAGE.log and prints one line; a grand total ends the run. A failed stage does not stop the others; the exit status is 0 only
 # when every stage passed.
 # Environment: JOBS (default: the number of cores), VELTRANE_M32, VELTRANE_ARMHF.
 set -uo pipefail
@@ -17,6 +17,10 @@ configure_build_test() {  # DIR CMAKE_OPTIONS...
   local dir=$1; shift
   cmake -S . -B "$dir" "$@" && cmake --build "$dir" -j"$jobs" &&
     ctest --test-dir "$dir" --output-on-failure -j"$jobs"
+}
+
+stage_format() {
+  scripts/check-format.sh
 }
 
 stage_release() {
@@ -59,11 +63,12 @@ stage_install() {
     fi
 }
 
-stages=(release asan fuzz)
+stages=(format release asan fuzz)
 [[ ${VELTRANE_M32:-1} == 1 ]] && stages+=(m32)
 [[ ${VELTRANE_ARMHF:-1} == 1 ]] && stages+=(armhf)
 stages+=(install)
-declare -A titles=([release]="normal build" [asan]="ASan+UBSan build" [fuzz]="fuzz targets"
+declare -A titles=([format]="clang-format check" [release]="normal build"
+                   [asan]="ASan+UBSan build" [fuzz]="fuzz targets"
                    [m32]="32-bit build (clang -m32)" [armhf]="armhf build under qemu-arm"
                    [install]="install and consumers")
 

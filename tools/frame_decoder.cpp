@@ -84,8 +84,8 @@ int32_t FrameDecoder::DecodeInNewSession(const uint8_t* data, uint32_t size, uin
     if (!IsDecodableSize(width, height)) {
         return kStatusCannotOpen;
     }
-    auto* fresh = static_cast<DecompressSession_t*>(DecompressOpen(
-        static_cast<int32_t>(width), static_cast<int32_t>(height), allocator_));
+    auto* fresh = static_cast<DecompressSession_t*>(
+        DecompressOpen(static_cast<int32_t>(width), static_cast<int32_t>(height), allocator_));
     if (fresh == nullptr) {
         return kStatusCannotOpen;
     }

@@ -8,8 +8,8 @@
 
 #include "core/picture_decoder.h"
 #include "frame_decoder.h"
-#include "veltrane/allocator.h"
 #include "macroblock_capture.h"
+#include "veltrane/allocator.h"
 
 namespace veltrane::tools {
 

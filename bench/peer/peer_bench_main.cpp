@@ -13,14 +13,15 @@
 #include <string>
 
 #include "jpeg_islow.h"
-#include "support/test_allocator.h"
 #include "mpeg2_decoding.h"
 #include "peer_sections.h"
+#include "support/test_allocator.h"
 
 namespace {
 
 constexpr char kUsage[] =
-    "Usage: veltrane_peer_bench STREAMS.txt [--rounds N] [--min-time SECONDS] [--quick] [--only PART]\n"
+    "Usage: veltrane_peer_bench STREAMS.txt [--rounds N] [--min-time SECONDS] [--quick] [--only "
+    "PART]\n"
     "  --rounds N          timed rounds per comparison (default 15; --quick: 3)\n"
     "  --min-time SECONDS  least time of each side in one round (default 0.05; --quick: 0.002)\n"
     "  --only PART         only one part: decode, bgra or idct\n";

@@ -66,7 +66,8 @@ Run RunAt(int yStride, int uvStride, const unsigned char* yPlane, const unsigned
 }
 
 uint32_t FirstOfOddRun(const ColorConverter_t& converter, const Run& run) {
-    return SaturateImpactSum(converter.yImpact[run.luma[0]] + ChromaImpact(converter, *run.u, *run.v));
+    return SaturateImpactSum(converter.yImpact[run.luma[0]] +
+                             ChromaImpact(converter, *run.u, *run.v));
 }
 
 template <int kFormat>
@@ -75,8 +76,8 @@ void ConvertRun16(const Picture& picture, int count, int32_t column, int32_t row
         return;
     }
     const ColorConverter_t& converter = *picture.converter;
-    const Run run = RunAt(picture.yStride, picture.uvStride, picture.y, picture.u, picture.v,
-                          column, row);
+    const Run run =
+        RunAt(picture.yStride, picture.uvStride, picture.y, picture.u, picture.v, column, row);
     int first = 0;
     if (run.oddStart) {
         dest[0] = Pack16<kFormat>(FirstOfOddRun(converter, run));
@@ -95,7 +96,8 @@ void ConvertRun16(const Picture& picture, int count, int32_t column, int32_t row
     } else {
         for (int i = 0; i < count - first; i += 2) {
             const uint32_t chroma = ChromaImpact(converter, u[i / 2], v[i / 2]);
-            dest[first + i] = Pack16<kFormat>(SaturateImpactSum(converter.yImpact[luma[i]] + chroma));
+            dest[first + i] =
+                Pack16<kFormat>(SaturateImpactSum(converter.yImpact[luma[i]] + chroma));
             if (i + 1 < count - first) {
                 dest[first + i + 1] =
                     Pack16<kFormat>(SaturateImpactSum(converter.yImpact[luma[i + 1]] + chroma));
@@ -217,10 +219,9 @@ void ConvertCharYUV12ToRGBASpan(const ColorConverter_t* converter, int /*width*/
         dest[0] = PackOpaque(FirstOfOddRun(*converter, run));
         first = 1;
     }
-    veltrane::ActiveColorRowKernels()->bgraRow(converter, run.luma + first, run.u + first,
-                                               run.v + first,
-                                               reinterpret_cast<unsigned char*>(dest + first),
-                                               count - first);
+    veltrane::ActiveColorRowKernels()->bgraRow(
+        converter, run.luma + first, run.u + first, run.v + first,
+        reinterpret_cast<unsigned char*>(dest + first), count - first);
 }
 
 void ConvertCharYUV12ToRGB16Single(const ColorConverter_t* converter, int /*width*/, int /*height*/,

@@ -4,7 +4,11 @@
 namespace veltrane {
 
 const ColorRowKernels kColorRowKernelsC = {
-    BgraRowPairC, BgraAlphaRowPairC, BgraRowC, BgraAlphaRowC, {Rgb555RowC, Rgb565RowC, Argb4444RowC},
+    BgraRowPairC,
+    BgraAlphaRowPairC,
+    BgraRowC,
+    BgraAlphaRowC,
+    {Rgb555RowC, Rgb565RowC, Argb4444RowC},
 };
 
 VELTRANE_LOAD_TIME KernelTableGetter<ColorRowKernels> SelectColorRowKernels(unsigned cpuFeatures) {

@@ -24,8 +24,8 @@ namespace veltrane {
 // Two picture rows that share one chroma row.
 using BgraRowPairKernel = void (*)(const ColorConverter_t* converter, const unsigned char* y0,
                                    const unsigned char* y1, const unsigned char* u,
-                                   const unsigned char* v, unsigned char* out0,
-                                   unsigned char* out1, int width);
+                                   const unsigned char* v, unsigned char* out0, unsigned char* out1,
+                                   int width);
 // The same with alpha rows: colours capped at alpha, alpha 0 giving the word 0.
 using BgraAlphaRowPairKernel = void (*)(const ColorConverter_t* converter, const unsigned char* y0,
                                         const unsigned char* y1, const unsigned char* a0,

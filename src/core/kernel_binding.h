@@ -25,10 +25,10 @@ auto ReturnKernelTable() {
 #if VELTRANE_HAVE_IFUNC
 // Defines `const Kernels* Active()`, resolved at load time from
 // Select(DetectCpuFeatures()).
-#define VELTRANE_BIND_KERNELS(Kernels, Active, Select)                                       \
+#define VELTRANE_BIND_KERNELS(Kernels, Active, Select)                                        \
     extern "C" VELTRANE_LOAD_TIME ::veltrane::KernelTableGetter<Kernels> Active##Resolver() { \
-        return Select(::veltrane::DetectCpuFeatures());                                      \
-    }                                                                                        \
+        return Select(::veltrane::DetectCpuFeatures());                                       \
+    }                                                                                         \
     const Kernels* Active() __attribute__((ifunc(#Active "Resolver")))
 #else
 #define VELTRANE_BIND_KERNELS(Kernels, Active, Select) \

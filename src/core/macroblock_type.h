@@ -8,11 +8,11 @@
 namespace veltrane {
 
 enum MacroblockType : int16_t {
-    kMacroblockInter = 0,     // one vector, residual
-    kMacroblockInterQ = 1,    // one vector, residual, quantiser change
-    kMacroblockInter4V = 2,   // four vectors, residual
-    kMacroblockIntra = 3,     // intra blocks
-    kMacroblockIntraQ = 4,    // intra blocks, quantiser change
+    kMacroblockInter = 0,    // one vector, residual
+    kMacroblockInterQ = 1,   // one vector, residual, quantiser change
+    kMacroblockInter4V = 2,  // four vectors, residual
+    kMacroblockIntra = 3,    // intra blocks
+    kMacroblockIntraQ = 4,   // intra blocks, quantiser change
 };
 
 inline bool IsIntraMacroblock(int type) {

@@ -351,10 +351,10 @@ int32_t DecodeFrame(void* decoder, const unsigned char* frame, int32_t size,
 
 }  // namespace
 
-int32_t DecompressFrameRecordingMacroblocks(void* decoder, const unsigned char* frame,
-                                            int32_t size, unsigned char*** planes,
-                                            int32_t* yStride, int32_t* uvStride,
-                                            MacroblockRecord* records, int32_t* recordCount) {
+int32_t DecompressFrameRecordingMacroblocks(void* decoder, const unsigned char* frame, int32_t size,
+                                            unsigned char*** planes, int32_t* yStride,
+                                            int32_t* uvStride, MacroblockRecord* records,
+                                            int32_t* recordCount) {
     RecordingObserver observer{records};
     const int32_t status = DecodeFrame(decoder, frame, size, planes, yStride, uvStride, observer);
     *recordCount = observer.count;

@@ -14,25 +14,26 @@ namespace veltrane {
 
 // One macroblock as the decoder read it.
 struct MacroblockRecord {
-    bool damaged;             // the reader had recorded an error by its end: what it holds, and
-                              // what follows it, comes from bits the decoder could not trust
-    bool skipped;             // not coded (COD = 1): copied from the reference
-    int16_t type;             // 0..4 as the decoder keeps it (0 when skipped; intra picture: 3 or 4)
-    uint8_t quantiser;        // the quantiser in force at its end
-    uint8_t codedBlocks;      // blocks with coefficients: bits 3..0 luma 0..3, bit 5 Cb, bit 4 Cr
-    MotionVector_t vectors[4];  // inter: its vectors (a one-vector macroblock repeats its one vector)
-    uint32_t firstBit;        // stream position of its first bit (stuffing included)
-    uint32_t bitCount;        // bits it occupies
+    bool damaged;         // the reader had recorded an error by its end: what it holds, and
+                          // what follows it, comes from bits the decoder could not trust
+    bool skipped;         // not coded (COD = 1): copied from the reference
+    int16_t type;         // 0..4 as the decoder keeps it (0 when skipped; intra picture: 3 or 4)
+    uint8_t quantiser;    // the quantiser in force at its end
+    uint8_t codedBlocks;  // blocks with coefficients: bits 3..0 luma 0..3, bit 5 Cb, bit 4 Cr
+    MotionVector_t
+        vectors[4];     // inter: its vectors (a one-vector macroblock repeats its one vector)
+    uint32_t firstBit;  // stream position of its first bit (stuffing included)
+    uint32_t bitCount;  // bits it occupies
 };
 
 // H263DecompressFrame, recording every macroblock the loop reached into
 // `records` (room for the decoder's mbCount entries); `*recordCount` receives
 // how many it reached (all of them unless status 44 stopped the picture, none
 // for header errors and pictures without macroblock data).
-int32_t DecompressFrameRecordingMacroblocks(void* decoder, const unsigned char* frame,
-                                            int32_t size, unsigned char*** planes,
-                                            int32_t* yStride, int32_t* uvStride,
-                                            MacroblockRecord* records, int32_t* recordCount);
+int32_t DecompressFrameRecordingMacroblocks(void* decoder, const unsigned char* frame, int32_t size,
+                                            unsigned char*** planes, int32_t* yStride,
+                                            int32_t* uvStride, MacroblockRecord* records,
+                                            int32_t* recordCount);
 
 // DecompressFrame of the session, recording the macroblocks as above: `records`
 // needs room for the mbCount entries of the session's decoder.

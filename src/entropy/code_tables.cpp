@@ -318,7 +318,8 @@ template <typename Table>
 constexpr BuiltFlat<Table> BuildFlat(const int16_t* codes) {
     BuiltFlat<Table> built;
     const int16_t first = codes[1];
-    built.fits = FillFlat(built.table, codes, [first](int i) { return static_cast<int16_t>(first + i); });
+    built.fits =
+        FillFlat(built.table, codes, [first](int i) { return static_cast<int16_t>(first + i); });
     return built;
 }
 

@@ -43,7 +43,8 @@ TcoefEvent ReadEscapedEvent(BitCursor& bits, int version) {
         return {0, 0, 0};
     }
     const uint32_t fields = bits.Read(fieldBits);
-    return {static_cast<int>(fields >> (fieldBits - 1)), static_cast<int>((fields >> levelBits) & 63),
+    return {static_cast<int>(fields >> (fieldBits - 1)),
+            static_cast<int>((fields >> levelBits) & 63),
             SignExtend(fields & ((1u << levelBits) - 1), levelBits)};
 }
 

@@ -45,7 +45,7 @@ inline int16_t RowDcOutput(int32_t dc) { return static_cast<int16_t>(Descale(Wra
 
 // The last butterfly stage: y[k] = even[k] + odd[k] and y[7 - k] = even[k] - odd[k].
 constexpr void CombineHalves(uint32_t e0, uint32_t e1, uint32_t e2, uint32_t e3, uint32_t o0,
-                          uint32_t o1, uint32_t o2, uint32_t o3, uint32_t y[8]) {
+                             uint32_t o1, uint32_t o2, uint32_t o3, uint32_t y[8]) {
     y[0] = e0 + o0;
     y[7] = e0 - o0;
     y[1] = e1 + o1;
@@ -59,8 +59,8 @@ constexpr void CombineHalves(uint32_t e0, uint32_t e1, uint32_t e2, uint32_t e3,
 // Raw outputs y[0..7] (before the shift) of the transform of x0..x7; `rounding`
 // is added to every output.
 constexpr void InverseButterflies(uint32_t x0, uint32_t x1, uint32_t x2, uint32_t x3, uint32_t x4,
-                               uint32_t x5, uint32_t x6, uint32_t x7, uint32_t rounding,
-                               uint32_t y[8]) {
+                                  uint32_t x5, uint32_t x6, uint32_t x7, uint32_t rounding,
+                                  uint32_t y[8]) {
     // Even part.
     uint32_t z = kFix0_541196100 * (x2 + x6);
     const uint32_t t2 = z - kFix1_847759065 * x6;

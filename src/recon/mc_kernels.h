@@ -83,7 +83,8 @@ void ExtendRowEdgesC(unsigned char* plane, int width, int height, ptrdiff_t stri
 
 extern const McKernels kMcKernelsC;
 #if VELTRANE_X86_KERNELS
-extern const McKernels kMcKernelsSse2;  // also serves AVX2 processors: 8-sample rows gain nothing from wider registers
+extern const McKernels
+    kMcKernelsSse2;  // also serves AVX2 processors: 8-sample rows gain nothing from wider registers
 #endif
 #if VELTRANE_NEON_KERNELS
 extern const McKernels kMcKernelsNeon;

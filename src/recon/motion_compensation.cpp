@@ -23,9 +23,9 @@ struct ChromaVector {
 
 ChromaVector ChromaVectorOf(const MotionVector_t* vectors, bool fourVectors) {
     if (fourVectors) {
-        return {ChromaComponentFourVectors(vectors[0].x + vectors[1].x + vectors[2].x + vectors[3].x),
-                ChromaComponentFourVectors(vectors[0].y + vectors[1].y + vectors[2].y +
-                                           vectors[3].y)};
+        return {
+            ChromaComponentFourVectors(vectors[0].x + vectors[1].x + vectors[2].x + vectors[3].x),
+            ChromaComponentFourVectors(vectors[0].y + vectors[1].y + vectors[2].y + vectors[3].y)};
     }
     return {ChromaComponentOneVector(vectors[0].x), ChromaComponentOneVector(vectors[0].y)};
 }

@@ -106,8 +106,8 @@ void Checker::Bench(const std::string& kernel, const char* isa, const std::funct
                 median(cTimes), median(simdTimes), median(ratios));
 }
 
-std::string CompareBytes(const unsigned char* expected, const unsigned char* actual, int width,
-                         int rows, ptrdiff_t stride) {
+template <typename T>
+std::string CompareRows(const T* expected, const T* actual, int width, int rows, ptrdiff_t stride) {
     for (int r = 0; r < rows; ++r) {
         for (int c = 0; c < width; ++c) {
             const ptrdiff_t i = r * stride + c;
@@ -120,18 +120,14 @@ std::string CompareBytes(const unsigned char* expected, const unsigned char* act
     return {};
 }
 
+std::string CompareBytes(const unsigned char* expected, const unsigned char* actual, int width,
+                         int rows, ptrdiff_t stride) {
+    return CompareRows(expected, actual, width, rows, stride);
+}
+
 std::string CompareInt16(const int16_t* expected, const int16_t* actual, int width, int rows,
                          ptrdiff_t stride) {
-    for (int r = 0; r < rows; ++r) {
-        for (int c = 0; c < width; ++c) {
-            const ptrdiff_t i = r * stride + c;
-            if (expected[i] != actual[i]) {
-                return "row " + std::to_string(r) + " column " + std::to_string(c) + ": expected " +
-                       std::to_string(expected[i]) + ", got " + std::to_string(actual[i]);
-            }
-        }
-    }
-    return {};
+    return CompareRows(expected, actual, width, rows, stride);
 }
 
 }  // namespace veltrane::checkasm

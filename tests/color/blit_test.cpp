@@ -66,12 +66,18 @@ TEST(BlitTest, NoSessionWritesNothingAndNoPictureWritesBlack) {
 // blue's borrow from green repaired before green is judged.
 TEST(BlitTest, DocumentedColoursInEveryLayout) {
     const uint32_t cases[][7] = {
-        {16, 128, 128, 0xFF000000u, 0, 0, 0},         {128, 128, 128, 0xFF828282u, 0x4210, 0x8410, 0xF888},
-        {235, 128, 128, 0xFFFEFEFEu, 0x7FFF, 0xFFDF, 0xFFFF}, {81, 90, 240, 0xFFFE0000u, 0x7C00, 0xF800, 0xFF00},
-        {145, 54, 34, 0xFF00FF00u, 0, 0, 0},          {41, 240, 110, 0xFF0000FEu, 0, 0, 0},
-        {0, 0, 0, 0xFF008700u, 0, 0, 0},              {255, 255, 255, 0xFFFF77FFu, 0, 0, 0},
-        {255, 0, 255, 0xFFFFCF1Cu, 0, 0, 0},          {100, 16, 240, 0xFFFF3200u, 0, 0, 0},
-        {16, 16, 182, 0xFF560000u, 0, 0, 0},          {138, 16, 42, 0xFF05FF00u, 0, 0, 0},
+        {16, 128, 128, 0xFF000000u, 0, 0, 0},
+        {128, 128, 128, 0xFF828282u, 0x4210, 0x8410, 0xF888},
+        {235, 128, 128, 0xFFFEFEFEu, 0x7FFF, 0xFFDF, 0xFFFF},
+        {81, 90, 240, 0xFFFE0000u, 0x7C00, 0xF800, 0xFF00},
+        {145, 54, 34, 0xFF00FF00u, 0, 0, 0},
+        {41, 240, 110, 0xFF0000FEu, 0, 0, 0},
+        {0, 0, 0, 0xFF008700u, 0, 0, 0},
+        {255, 255, 255, 0xFFFF77FFu, 0, 0, 0},
+        {255, 0, 255, 0xFFFFCF1Cu, 0, 0, 0},
+        {100, 16, 240, 0xFFFF3200u, 0, 0, 0},
+        {16, 16, 182, 0xFF560000u, 0, 0, 0},
+        {138, 16, 42, 0xFF05FF00u, 0, 0, 0},
     };
     for (const auto& c : cases) {
         HandSession picture(2, 2);

@@ -23,9 +23,10 @@ DecodeInstance_t* Open(TestAllocator& allocator, int32_t width, int32_t height) 
 // Sizes round up to the macroblock grid; each plane has a 16-sample border all
 // round, every byte of which may be written (ASan checks the bounds).
 TEST(DecoderOpen, FrameStoresCoverTheMacroblockGridAndItsBorders) {
-    const int32_t cases[][5] = {{176, 144, 99, 208, 120}, {100, 60, 28, 144, 88},
-                                {160, 120, 80, 192, 112}, {0, 0, 0, 32, 32},
-                                {1, 1, 1, 48, 40},        {VELTRANE_MAX_DIMENSION, 16, 256, 4128, 2080}};
+    const int32_t cases[][5] = {
+        {176, 144, 99, 208, 120}, {100, 60, 28, 144, 88},
+        {160, 120, 80, 192, 112}, {0, 0, 0, 32, 32},
+        {1, 1, 1, 48, 40},        {VELTRANE_MAX_DIMENSION, 16, 256, 4128, 2080}};
     TestAllocator allocator;
     for (const auto& c : cases) {
         DecodeInstance_t* d = Open(allocator, c[0], c[1]);
@@ -57,7 +58,10 @@ TEST(DecoderOpen, FrameStoresCoverTheMacroblockGridAndItsBorders) {
 // allocation; every failing allocation releases what was taken.
 TEST(DecoderOpen, RefusedSizesAndEveryAllocationFailure) {
     TestAllocator counter;
-    for (const auto& s : {std::pair{65535, 65535}, {65535, 16}, {16, 65535}, {-1, 16},
+    for (const auto& s : {std::pair{65535, 65535},
+                          {65535, 16},
+                          {16, 65535},
+                          {-1, 16},
                           {VELTRANE_MAX_DIMENSION + 1, 16}}) {
         EXPECT_EQ(Open(counter, s.first, s.second), nullptr);
     }
@@ -84,7 +88,8 @@ TEST(DecoderOpen, RefusedSizesAndEveryAllocationFailure) {
 TEST(MemoryServices, AlignedAndFilledBlocks) {
     TestAllocator allocator;
     CVeltraneSupport support(&allocator);
-    for (int32_t alignment : {6, 0, -4}) EXPECT_EQ(support.QXAllocPtrAligned(100, alignment), nullptr);
+    for (int32_t alignment : {6, 0, -4})
+        EXPECT_EQ(support.QXAllocPtrAligned(100, alignment), nullptr);
     EXPECT_EQ(support.QXAllocPtr(UINT32_MAX - 8), nullptr);
     EXPECT_EQ(allocator.allocations(), 0);
     for (int32_t alignment : {4, 8, 32, 64, 128}) {

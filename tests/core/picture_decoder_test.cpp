@@ -27,7 +27,8 @@ constexpr std::array<uint8_t, 6> kExampleDc = {50, 60, 70, 80, 100, 200};
 // The 16x16 example: every block flat at its DC value.
 void ExpectExamplePicture(const TestDecoder& dec) {
     for (int b = 0; b < 6; ++b) {
-        const int plane = b < 4 ? 0 : b - 3, x0 = b < 4 ? 8 * (b & 1) : 0, y0 = b < 4 ? 4 * (b & 2) : 0;
+        const int plane = b < 4 ? 0 : b - 3, x0 = b < 4 ? 8 * (b & 1) : 0,
+                  y0 = b < 4 ? 4 * (b & 2) : 0;
         for (int i = 0; i < 64; ++i)
             ASSERT_EQ(dec.At(plane, x0 + i % 8, y0 + i / 8), kExampleDc[b]) << "block " << b;
     }

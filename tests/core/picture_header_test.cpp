@@ -66,9 +66,11 @@ TEST(PictureHeader, FieldsOfEverySourceFormat) {
 
 // Bad start code, version 2, reserved format 7, fewer bytes than a start code.
 TEST(PictureHeader, RefusedFrames) {
-    for (const std::vector<uint8_t>& bytes :
-         {std::vector<uint8_t>{0x00, 0x00, 0x88}, {0x00, 0x01, 0x80, 0x00}, {0x00, 0x00}, {},
-          {0x00, 0x00, 0x80, 0x03, 0x80, 0x00}}) {
+    for (const std::vector<uint8_t>& bytes : {std::vector<uint8_t>{0x00, 0x00, 0x88},
+                                              {0x00, 0x01, 0x80, 0x00},
+                                              {0x00, 0x00},
+                                              {},
+                                              {0x00, 0x00, 0x80, 0x03, 0x80, 0x00}}) {
         EXPECT_EQ(Parse(bytes).status, kStatusBadData) << bytes.size();
     }
 }

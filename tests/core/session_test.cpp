@@ -43,8 +43,8 @@ private:
 struct Image {
     Image(int width, int height, uint32_t format = kQXImageFormatBGRA32)
         : pixels(static_cast<size_t>(width) * height, kSentinel),
-          image{format, width, height, 0, width * 4,
-                reinterpret_cast<unsigned char*>(pixels.data())} {}
+          image{format, width,     height,
+                0,      width * 4, reinterpret_cast<unsigned char*>(pixels.data())} {}
     uint32_t At(int x, int y) const { return pixels[static_cast<size_t>(y) * image.width + x]; }
     bool Untouched() const {
         return std::all_of(pixels.begin(), pixels.end(), [](uint32_t p) { return p == kSentinel; });

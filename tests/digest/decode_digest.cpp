@@ -73,14 +73,16 @@ void ReplayCorpus(const std::filesystem::path& directory) {
         std::ifstream file(path, std::ios::binary);
         const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)),
                                          std::istreambuf_iterator<char>());
-        veltrane::fuzz::RunDecodeHarness(
-            bytes.data(), bytes.size(),
-            [&](int index, int32_t status, void* session, int32_t w, int32_t h, const uint32_t* image) {
-                std::printf("seed %s frame %d %dx%d status %d", path.filename().c_str(), index, w, h,
-                            status);
-                if (status == 0 && w > 0 && h > 0) PrintPicture(session, w, h, image, index);
-                std::printf("\n");
-            });
+        veltrane::fuzz::RunDecodeHarness(bytes.data(), bytes.size(),
+                                         [&](int index, int32_t status, void* session, int32_t w,
+                                             int32_t h, const uint32_t* image) {
+                                             std::printf("seed %s frame %d %dx%d status %d",
+                                                         path.filename().c_str(), index, w, h,
+                                                         status);
+                                             if (status == 0 && w > 0 && h > 0)
+                                                 PrintPicture(session, w, h, image, index);
+                                             std::printf("\n");
+                                         });
     }
 }
 
@@ -93,16 +95,23 @@ struct StreamCase {
     int frames;
 };
 constexpr StreamCase kStreams[] = {
-    {"qcif_q1_v1", 176, 144, 1, 1, false, true, 4},  {"qcif_q4", 176, 144, 0, 4, true, true, 8},
-    {"qcif_q12_v1", 176, 144, 1, 12, false, true, 8}, {"qcif_q31_1mv", 176, 144, 0, 31, false, false, 6},
-    {"odd_33x17_q6", 33, 17, 1, 6, true, true, 6},   {"odd_70x50_q3", 70, 50, 0, 3, false, true, 6},
+    {"qcif_q1_v1", 176, 144, 1, 1, false, true, 4},
+    {"qcif_q4", 176, 144, 0, 4, true, true, 8},
+    {"qcif_q12_v1", 176, 144, 1, 12, false, true, 8},
+    {"qcif_q31_1mv", 176, 144, 0, 31, false, false, 6},
+    {"odd_33x17_q6", 33, 17, 1, 6, true, true, 6},
+    {"odd_70x50_q3", 70, 50, 0, 3, false, true, 6},
     {"cif_q8", 352, 288, 0, 8, false, true, 4},
 };
 
 void EncodeAndDecode(const StreamCase& sc) {
-    veltrane::enc::Encoder encoder({.width = sc.width, .height = sc.height, .version = sc.version,
-                                    .gopLength = 5, .disposable = sc.disposable,
-                                    .quantiser = sc.quantiser, .fourVector = sc.fourVector,
+    veltrane::enc::Encoder encoder({.width = sc.width,
+                                    .height = sc.height,
+                                    .version = sc.version,
+                                    .gopLength = 5,
+                                    .disposable = sc.disposable,
+                                    .quantiser = sc.quantiser,
+                                    .fourVector = sc.fourVector,
                                     .searchRange = 4});
     if (!encoder.ok()) {
         std::printf("stream %s: the encoder refused the configuration\n", sc.name);
@@ -114,7 +123,11 @@ void EncodeAndDecode(const StreamCase& sc) {
     void* sessions[3];
     for (void*& s : sessions) s = DecompressOpen(sc.width, sc.height, &allocator);
     std::vector<uint32_t> pixels(size_t(sc.width) * sc.height);
-    QXImage_t image{kQXImageFormatBGRA32, sc.width, sc.height, 0, sc.width * 4,
+    QXImage_t image{kQXImageFormatBGRA32,
+                    sc.width,
+                    sc.height,
+                    0,
+                    sc.width * 4,
                     reinterpret_cast<unsigned char*>(pixels.data())};
     for (int t = 0; t < sc.frames; ++t) {
         veltrane::enc::EncodedFrame frame;
@@ -131,7 +144,8 @@ void EncodeAndDecode(const StreamCase& sc) {
             const int32_t status = DecompressFrame(sessions[k], frame.data.data(), size, &image);
             std::printf("stream %s frame %d%s bytes %zu %016llx status %d", sc.name, t,
                         k == 2 ? " with alpha" : "", frame.data.size(), bytes.value(), status);
-            if (status == 0) PrintPicture(sessions[k], sc.width, sc.height, pixels.data(), t + k / 2);
+            if (status == 0)
+                PrintPicture(sessions[k], sc.width, sc.height, pixels.data(), t + k / 2);
             std::printf("\n");
         }
     }

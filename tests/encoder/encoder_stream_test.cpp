@@ -96,8 +96,8 @@ TEST(EncoderStream, RefusesWhatCannotBeEncoded) {
         void (*change)(EncoderConfig&);
         enc::PlaneView planes;
     } cases[] = {
-        {[](EncoderConfig&) {}, {p.data(), nullptr, p.data(), 64, 32}},    // a missing plane
-        {[](EncoderConfig&) {}, {p.data(), p.data(), p.data(), 63, 32}},   // a short stride
+        {[](EncoderConfig&) {}, {p.data(), nullptr, p.data(), 64, 32}},   // a missing plane
+        {[](EncoderConfig&) {}, {p.data(), p.data(), p.data(), 63, 32}},  // a short stride
         {[](EncoderConfig& c) { c.width = 15; }, {p.data(), p.data(), p.data(), 64, 32}},
         {[](EncoderConfig& c) { c.height = 4097; }, {p.data(), p.data(), p.data(), 64, 32}},
         {[](EncoderConfig& c) { c.version = 2; }, {p.data(), p.data(), p.data(), 64, 32}},

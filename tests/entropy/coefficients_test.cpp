@@ -111,7 +111,8 @@ TEST(DequantiseLevel, OddAndEvenQuantisersAndLimits) {
                             {-1, 11, -33},     {2, 2, 9},        {1, 1, 3},        {32, 31, 2015},
                             {33, 31, 2047},    {-32, 31, -2015}, {-33, 31, -2048}, {1023, 1, 2047},
                             {-1023, 1, -2047}, {-1024, 1, -2048}};
-    for (const auto& c : cases) EXPECT_EQ(DequantiseLevel(c[0], c[1]), c[2]) << c[0] << " at " << c[1];
+    for (const auto& c : cases)
+        EXPECT_EQ(DequantiseLevel(c[0], c[1]), c[2]) << c[0] << " at " << c[1];
 }
 
 // Every code with both signs gives its LAST, RUN and LEVEL and consumes the code
@@ -124,7 +125,8 @@ TEST_F(Coefficients, EventsEscapesTruncationAndFailedLookups) {
             w.Code(TcoefCodes, i).Put(sign, 1).Bits("1111");
             Feed(w);
             const Triple e = ReadEvent(0), t = kTcoefEvents[i];
-            EXPECT_TRUE(e.last == t.last && e.run == t.run && e.level == (sign ? -t.level : t.level))
+            EXPECT_TRUE(e.last == t.last && e.run == t.run &&
+                        e.level == (sign ? -t.level : t.level))
                 << i;
             EXPECT_EQ(fifo_->bitPos, w.bitCount() - 4) << i;
             EXPECT_EQ(fifo_->error, 0u);

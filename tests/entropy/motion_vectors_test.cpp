@@ -48,9 +48,7 @@ protected:
     std::array<macroblockvec_t, kMacroblocks> vectors_{};
 };
 
-void PutMvd(BitWriter& w, int x, int y) {
-    w.Code(MvdCodes, x).Code(MvdCodes, y);
-}
+void PutMvd(BitWriter& w, int x, int y) { w.Code(MvdCodes, x).Code(MvdCodes, y); }
 
 struct Source {
     int mb, vector;  // mb -1: the candidate is unavailable
@@ -103,7 +101,7 @@ TEST_F(MotionVectors, PredictionCandidates) {
             if (source.mb >= 0) V(source.mb, source.vector) = value;
         int x = 99, y = 99;
         GetMotionVectorPredictor(c.mb, c.position, kWidth, c.firstRow, types_.data(),
-                                           vectors_.data(), &x, &y);
+                                 vectors_.data(), &x, &y);
         EXPECT_TRUE(x == c.expected.x && y == c.expected.y)
             << "macroblock " << c.mb << " position " << c.position << ": " << x << ", " << y;
     }

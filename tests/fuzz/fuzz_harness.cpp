@@ -69,7 +69,8 @@ public:
             ++result_.decoded;
             Blit(index);
         }
-        if (observer_) observer_(index, status, colour_, width_, height_, withImage_ ? image_.get() : nullptr);
+        if (observer_)
+            observer_(index, status, colour_, width_, height_, withImage_ ? image_.get() : nullptr);
     }
 
 private:

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "support/host_framework.h"
 #include "support/test_allocator.h"
 #include "veltrane/host.h"
 
@@ -14,27 +15,6 @@ namespace {
 // that each run stays small.
 constexpr uint32_t kMaxHostPixels = 720 * 576;
 constexpr int kMaxOperations = 64;
-
-struct Registrar : IComponentRegistrar {
-    ComponentFactory factory = nullptr;
-    Registrar() {
-        static const IComponentRegistrarFunctions table = {nullptr, nullptr, &Register};
-        functions = &table;
-    }
-    static int32_t Register(IComponentRegistrar* self, uint32_t, uint32_t, uint32_t,
-                            ComponentFactory factory) {
-        static_cast<Registrar*>(self)->factory = factory;
-        return kComponentOk;
-    }
-};
-
-struct Registry : IComponentRegistry {
-    Registry() {
-        static const IComponentRegistryFunctions table = {nullptr, nullptr, nullptr, &Released};
-        functions = &table;
-    }
-    static void Released(IComponentRegistry*, uint32_t, uint32_t) {}
-};
 
 // The input, read front to back; reads past the end give 0.
 class Reader {
@@ -61,7 +41,7 @@ class Host {
 public:
     Host(uint8_t config, PluginHarnessResult& result) : result_(result) {
         allocator_.FailAt(config & 63);
-        Registrar registrar;
+        test::RecordingRegistrar registrar;
         if (RegisterComponents(&registrar) != kComponentOk || registrar.factory == nullptr) {
             result_.badResult = true;
             return;
@@ -79,7 +59,8 @@ public:
 
     ~Host() {
         if (component_ != nullptr) {
-            if (instance_ != nullptr) component_->functions->DestroyDecompressor(component_, instance_);
+            if (instance_ != nullptr)
+                component_->functions->DestroyDecompressor(component_, instance_);
             if (component_->functions->Release(component_) != 0) result_.badResult = true;
         }
         result_.liveBlocks = allocator_.liveBlocks();
@@ -97,7 +78,8 @@ public:
                 Decode(in, true);
             } else if (code == 9) {
                 if (component_ == nullptr) continue;
-                if (instance_ != nullptr) component_->functions->DestroyDecompressor(component_, instance_);
+                if (instance_ != nullptr)
+                    component_->functions->DestroyDecompressor(component_, instance_);
                 instance_ = component_->functions->CreateDecompressor(component_, 0);
                 shownWidth_ = shownHeight_ = 0;
             } else if (instance_ != nullptr) {
@@ -210,7 +192,7 @@ private:
 
     PluginHarnessResult& result_;
     test::TestAllocator allocator_;
-    Registry registry_;
+    test::RecordingRegistry registry_;
     CFFrameworkObject framework_{&registry_, &allocator_};
     IVideoDecompressorComponent* component_ = nullptr;
     IVideoDecompressorInstance* instance_ = nullptr;

@@ -25,11 +25,11 @@
 namespace veltrane::fuzz {
 
 struct PluginHarnessResult {
-    int decoded = 0;          // frames the instance reported done
-    int blits = 0;            // blits inside a decoded picture
-    size_t liveBlocks = 0;    // allocator blocks still live at the end
-    int foreignFrees = 0;     // frees of blocks the allocator did not hand out
-    bool badResult = false;   // an entry answered outside its defined results
+    int decoded = 0;         // frames the instance reported done
+    int blits = 0;           // blits inside a decoded picture
+    size_t liveBlocks = 0;   // allocator blocks still live at the end
+    int foreignFrees = 0;    // frees of blocks the allocator did not hand out
+    bool badResult = false;  // an entry answered outside its defined results
 };
 
 PluginHarnessResult RunPluginHarness(const uint8_t* data, size_t size);

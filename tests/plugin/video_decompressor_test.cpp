@@ -41,7 +41,8 @@ TEST(Decompressor, KeyFramesAndPostFilterFlags) {
         int32_t method;
     } cases[] = {{0, 7}, {1, 0}, {2, 1}, {3, 1}, {4, 2}, {6, 2}, {8, 2}, {14, 2}, {0x10, 0}};
     for (const auto& c : cases) {
-        EXPECT_EQ(decodeAndMethod(128, 96, c.postFilter), c.method) << "postFilter " << c.postFilter;
+        EXPECT_EQ(decodeAndMethod(128, 96, c.postFilter), c.method)
+            << "postFilter " << c.postFilter;
     }
     // A session reopened for a new size starts from the default, whatever the flags.
     EXPECT_EQ(decodeAndMethod(176, 144, 4), 0);

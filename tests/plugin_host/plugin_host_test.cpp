@@ -137,8 +137,8 @@ TEST_F(PluginHost, TaggedAndUntaggedFramesAndTheFrameTag) {
     EXPECT_EQ(Pixel32(instance, 10, 10), kGrey.argb);
 
     // Skipped-macroblock pictures of every kind keep showing the reference.
-    for (auto frame :
-         {SkipFrame(128, 96, kInter), SkipFrame(128, 96, kDisposable), SkipFrame(128, 96, kEmpty)}) {
+    for (auto frame : {SkipFrame(128, 96, kInter), SkipFrame(128, 96, kDisposable),
+                       SkipFrame(128, 96, kEmpty)}) {
         HostRequest skip(Tagged(frame, 0xF0), 128, 96);
         EXPECT_EQ(f->EmbeddedIsKeyFrame(instance, frame.data(), frame.size(), false), 0);
         EXPECT_EQ(Decode(instance, skip), 1);

@@ -2,12 +2,13 @@
 // phase (with or without residual). What the kernels compute is checked against
 // the prediction formulas by the motion compensation tests, and every SIMD
 // kernel against its C twin by checkasm.
+#include "recon/mc_kernels.h"
+
 #include <gtest/gtest.h>
 
 #include <random>
 #include <vector>
 
-#include "recon/mc_kernels.h"
 #include "veltrane/recon.h"
 
 namespace veltrane::test {
@@ -48,7 +49,8 @@ TEST(McKernels, ExportedRoutinesReachTheKernelOfTheirPhase) {
         wantResidual = residual;
         if (r.add != nullptr) {
             r.add(ref.data() + 1, residual.data(), got.data(), kStride, 8);
-            kernels.predictAdd8[r.phase](ref.data() + 1, wantResidual.data(), 8, want.data(), kStride);
+            kernels.predictAdd8[r.phase](ref.data() + 1, wantResidual.data(), 8, want.data(),
+                                         kStride);
         } else {
             r.zb(ref.data() + 1, got.data(), kStride);
             kernels.predict8[r.phase](ref.data() + 1, want.data(), kStride);

@@ -66,7 +66,8 @@ private:
         for (int k = 0; k < 3; ++k) {
             const int w = d_->alignedWidth >> (k != 0), h = d_->alignedHeight >> (k != 0);
             const int stride = k == 0 ? d_->yStride : d_->uvStride;
-            for (int r = 0; r < h; ++r) out.insert(out.end(), p[k] + r * stride, p[k] + r * stride + w);
+            for (int r = 0; r < h; ++r)
+                out.insert(out.end(), p[k] + r * stride, p[k] + r * stride + w);
         }
         return out;
     }

@@ -16,8 +16,13 @@ namespace veltrane::test {
 class TestSequence {
 public:
     TestSequence(int width, int height, int sceneChange = 1 << 30)
-        : width_(width), height_(height), cw_((width + 1) / 2), ch_((height + 1) / 2),
-          sceneChange_(sceneChange), y_(size_t(width) * height), u_(size_t(cw_) * ch_),
+        : width_(width),
+          height_(height),
+          cw_((width + 1) / 2),
+          ch_((height + 1) / 2),
+          sceneChange_(sceneChange),
+          y_(size_t(width) * height),
+          u_(size_t(cw_) * ch_),
           v_(u_.size()) {}
 
     // Picture `t`; the view stays valid until the next call.
@@ -25,8 +30,8 @@ public:
         const int s = t >= sceneChange_ ? 1 : 0;  // the second scene: other waves, no box
         for (int r = 0; r < height_; ++r) {
             for (int c = 0; c < width_; ++c) {
-                int value = 40 + Triangle(2 * c + 3 * t, 94 - 40 * s) + Triangle(2 * r + t, 70) / 2 +
-                            Triangle(c + (2 + s) * r, 26) / 3;
+                int value = 40 + Triangle(2 * c + 3 * t, 94 - 40 * s) +
+                            Triangle(2 * r + t, 70) / 2 + Triangle(c + (2 + s) * r, 26) / 3;
                 const int bx = c - (width_ / 2 - 2 * t), by = r - (height_ / 4 + t);
                 if (s == 0 && bx >= 0 && bx < width_ / 3 && by >= 0 && by < height_ / 3) {
                     value = ((bx / 3 + by / 5) & 1) ? 235 : 20;

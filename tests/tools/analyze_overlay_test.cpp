@@ -57,7 +57,7 @@ std::vector<DecodedFrame> DecodeWithRecords(const std::string& path) {
         out.status = DecompressSessionFrameRecordingMacroblocks(
             session, frame.data.data(), static_cast<uint32_t>(frame.data.size()), nullptr,
             out.records.data(), &count);
-        GetLastFifoError(d->fifo);  // what a failed picture leaves is not the next one's
+        DiscardSessionReaderError(session);  // what a failed picture leaves is not the next one's
         out.records.resize(static_cast<size_t>(count));
         out.columns = d->alignedWidth / 16;
         out.rows = d->alignedHeight / 16;

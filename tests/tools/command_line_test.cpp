@@ -20,9 +20,10 @@ CommandLine Make() {
 TEST(CommandLineTest, OptionFormsAndPositionals) {
     CommandLine line = Make();
     std::string error;
-    ASSERT_TRUE(Parse(&line, {"in.ivf", "-o", "out.y4m", "--frames=12", "--strict", "-h", "--",
-                              "--not-an-option"},
-                      &error))
+    ASSERT_TRUE(
+        Parse(&line,
+              {"in.ivf", "-o", "out.y4m", "--frames=12", "--strict", "-h", "--", "--not-an-option"},
+              &error))
         << error;
     EXPECT_EQ(line.positional(), (std::vector<std::string>{"in.ivf", "--not-an-option"}));
     EXPECT_EQ(line.Get("output"), "out.y4m");
@@ -34,9 +35,9 @@ TEST(CommandLineTest, OptionFormsAndPositionals) {
 }
 
 TEST(CommandLineTest, ErrorsNameTheArgument) {
-    for (const auto& [arg, message] : {std::pair{"--strict=1", "option '--strict' takes no value"},
-                                       std::pair{"-o", "option '-o' needs a value"},
-                                       std::pair{"-x", "unknown option '-x'"}}) {
+    for (const auto& [arg, message] :
+         {std::pair{"--strict=1", "option '--strict' takes no value"},
+          std::pair{"-o", "option '-o' needs a value"}, std::pair{"-x", "unknown option '-x'"}}) {
         CommandLine line = Make();
         std::string error;
         EXPECT_FALSE(Parse(&line, {"in", arg}, &error)) << arg;
