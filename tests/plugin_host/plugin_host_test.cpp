@@ -9,25 +9,28 @@
 #include "support/host_request.h"
 #include "support/test_allocator.h"
 
+namespace veltrane::test {
 namespace {
-
-using namespace veltrane::test;
 
 class PluginHost : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(plugin.ok()) << plugin.error();
-        registrar.result = 5;
+        registrar.result = 5;  // what the registrar answers is passed back
         ASSERT_EQ(plugin.RegisterComponents(&registrar), 5);
-        ASSERT_NE(registrar.factory, nullptr);
+        ASSERT_EQ(registrar.calls.size(), 1u);
+        EXPECT_EQ(registrar.calls[0], (std::array<uint32_t, 3>{0x302u, 0u, 0u}));
         IGenericComponent* generic = nullptr;
-        ASSERT_EQ(registrar.factory(&framework, nullptr, &generic), 0);
-        ASSERT_NE(generic, nullptr);
+        ASSERT_EQ(registrar.factory(&framework, nullptr, &generic), kComponentOk);
         component = reinterpret_cast<IVideoDecompressorComponent*>(generic);
         ASSERT_EQ(component->functions->Retain(component), 1);
+        instance = component->functions->CreateDecompressor(component, 0);
+        ASSERT_NE(instance, nullptr);
+        f = instance->functions;
     }
     void TearDown() override {
         if (component != nullptr) {
+            component->functions->DestroyDecompressor(component, instance);
             EXPECT_EQ(component->functions->Release(component), 0);
             ASSERT_EQ(registry.calls.size(), 1u);
             EXPECT_EQ(registry.calls[0].registry, &registry);
@@ -37,20 +40,13 @@ protected:
         EXPECT_EQ(allocator.liveBlocks(), 0u) << "blocks not returned";
         EXPECT_EQ(allocator.foreignFrees(), 0);
     }
-
-    IVideoDecompressorInstance* NewInstance() {
-        return component->functions->CreateDecompressor(component, 0);
+    int32_t Decode(HostRequest& request, IVideoDecompressorInstance* target = nullptr) {
+        return f->DecompressFrame(target ? target : instance, &request.record);
     }
-    void Destroy(IVideoDecompressorInstance* instance) {
-        component->functions->DestroyDecompressor(component, instance);
-    }
-    static int32_t Decode(IVideoDecompressorInstance* instance, HostRequest& request) {
-        return instance->functions->DecompressFrame(instance, &request.record);
-    }
-    static uint32_t Pixel32(IVideoDecompressorInstance* instance, int column, int row) {
+    uint32_t Pixel32(int column, int row, IVideoDecompressorInstance* target = nullptr) {
         uint32_t pixel = 0;
         IVideoBlitTo32SingleStruct blit = {column, row, &pixel};
-        EXPECT_EQ(instance->functions->BlitTo32Single(instance, &blit), 1);
+        EXPECT_EQ(f->BlitTo32Single(target ? target : instance, &blit), 1);
         return pixel;
     }
 
@@ -60,14 +56,12 @@ protected:
     RecordingRegistry registry;
     CFFrameworkObject framework{&registry, &allocator};
     IVideoDecompressorComponent* component = nullptr;
+    IVideoDecompressorInstance* instance = nullptr;
+    const IVideoDecompressorInstanceFunctions* f = nullptr;
 };
 
 TEST_F(PluginHost, RegistrationAndComponentLifetime) {
-    ASSERT_EQ(registrar.calls.size(), 1u);
-    EXPECT_EQ(registrar.calls[0], (std::array<uint32_t, 3>{0x302u, 0u, 0u}));
-
     EXPECT_EQ(plugin.RegisterComponents(nullptr), kComponentFailed);
-
     // A table handed in is refused; so are a missing or failing allocator and null arguments.
     IGenericComponent* generic = nullptr;
     auto* table = reinterpret_cast<IGenericComponentFunctions*>(&registrar);
@@ -83,38 +77,34 @@ TEST_F(PluginHost, RegistrationAndComponentLifetime) {
     EXPECT_EQ(generic, nullptr);
     EXPECT_EQ(registrar.factory(nullptr, nullptr, &generic), kComponentFailed);
     EXPECT_EQ(registrar.factory(&framework, nullptr, nullptr), kComponentFailed);
+    EXPECT_EQ(component->functions->CreateDecompressor(nullptr, 0), nullptr);
 
     // A second component counts on its own and goes without telling a missing registry.
     CFFrameworkObject quiet{nullptr, &allocator};
-    ASSERT_EQ(registrar.factory(&quiet, nullptr, &generic), 0);
+    ASSERT_EQ(registrar.factory(&quiet, nullptr, &generic), kComponentOk);
     auto* second = reinterpret_cast<IVideoDecompressorComponent*>(generic);
-    const auto* f = second->functions;
-    EXPECT_EQ(f->Retain(nullptr) | f->Release(nullptr), 0);
-    EXPECT_EQ(f->Release(second), -1);  // a count below zero does not destroy
-    EXPECT_EQ(f->Retain(second), 0);
-    EXPECT_EQ(second->functions->Retain(second), 1);
-    EXPECT_EQ(second->functions->Retain(second), 2);
+    const auto* c = second->functions;
+    EXPECT_EQ(c->Retain(nullptr) | c->Release(nullptr), 0);
+    EXPECT_EQ(c->Release(second), -1);  // a count below zero does not destroy
+    EXPECT_EQ(c->Retain(second), 0);
+    EXPECT_EQ(c->Retain(second), 1);
+    EXPECT_EQ(c->Retain(second), 2);
     EXPECT_EQ(component->functions->Retain(component), 2);
-    EXPECT_EQ(second->functions->Release(second), 1);
-    EXPECT_EQ(second->functions->Release(second), 0);
-    EXPECT_TRUE(registry.calls.empty());
+    EXPECT_EQ(c->Release(second), 1);
+    EXPECT_EQ(c->Release(second), 0);
     EXPECT_EQ(component->functions->Release(component), 1);
     EXPECT_TRUE(registry.calls.empty());
 }
 
-TEST_F(PluginHost, TaggedAndUntaggedFramesAndTheFrameTag) {
-    IVideoDecompressorInstance* instance = NewInstance();
-    ASSERT_NE(instance, nullptr);
-    const IVideoDecompressorInstanceFunctions* f = instance->functions;
+TEST_F(PluginHost, FrameTagsPostFiltersAndBrokenFrames) {
     EXPECT_EQ(f->CodecSubType(instance, 0), 2);
     EXPECT_EQ(f->CodecSubType(instance, 1), -1);
     EXPECT_EQ(f->FlushAfterSeek(instance), 0);
-
     HostRequest tagged(Tagged(IntraFrame(128, 96, kRed.dcs), 0x21), 128, 96);
     tagged.WithBuffer(2);
-    EXPECT_EQ(Decode(instance, tagged), 1);
+    EXPECT_EQ(Decode(tagged), 1);
     EXPECT_EQ(tagged.flag, 0);
-    EXPECT_EQ(tagged.record.data, tagged.frameStart() + 1);
+    EXPECT_EQ(tagged.record.data, tagged.frameStart() + 1);  // the tag is stripped in the record
     EXPECT_EQ(tagged.record.dataSize, tagged.frameSize() - 1);
     EXPECT_EQ(tagged.Pixel(0, 0), kRed.argb);
     EXPECT_EQ(tagged.Pixel(127, 95), kRed.argb);
@@ -124,125 +114,91 @@ TEST_F(PluginHost, TaggedAndUntaggedFramesAndTheFrameTag) {
     for (uint8_t tag : {0x00, 0x01, 0x0F}) {
         HostRequest skipped(Tagged(IntraFrame(128, 96, kGrey.dcs), tag), 128, 96);
         skipped.WithBuffer();
-        EXPECT_EQ(Decode(instance, skipped), 0);
+        EXPECT_EQ(Decode(skipped), 0);
         EXPECT_EQ(skipped.flag, 0x5A);
         EXPECT_EQ(skipped.record.data, skipped.frameStart());
         EXPECT_EQ(skipped.Pixel(0, 0), 0x01020304u);
+        EXPECT_EQ(f->GetFrameDimensions(instance, &skipped.record), 0);
     }
-    EXPECT_EQ(Pixel32(instance, 10, 10), kRed.argb);
-
+    EXPECT_EQ(Pixel32(10, 10), kRed.argb);
     HostRequest untagged(IntraFrame(128, 96, kGrey.dcs), 128, 96, false);
-    EXPECT_EQ(Decode(instance, untagged), 1);
+    EXPECT_EQ(f->GetFrameDimensions(instance, &untagged.record), 0);
+    EXPECT_EQ(Decode(untagged), 1);
     EXPECT_EQ(untagged.record.data, untagged.frameStart());
-    EXPECT_EQ(Pixel32(instance, 10, 10), kGrey.argb);
+    EXPECT_EQ(Pixel32(10, 10), kGrey.argb);
 
     // Skipped-macroblock pictures of every kind keep showing the reference.
     for (auto frame : {SkipFrame(128, 96, kInter), SkipFrame(128, 96, kDisposable),
                        SkipFrame(128, 96, kEmpty)}) {
         HostRequest skip(Tagged(frame, 0xF0), 128, 96);
         EXPECT_EQ(f->EmbeddedIsKeyFrame(instance, frame.data(), frame.size(), false), 0);
-        EXPECT_EQ(Decode(instance, skip), 1);
+        EXPECT_EQ(Decode(skip), 1);
     }
-    EXPECT_EQ(Pixel32(instance, 127, 95), kGrey.argb);
-
+    EXPECT_EQ(Pixel32(127, 95), kGrey.argb);
     // Post-filter flags change only the deblocking setting: decoding goes on alike.
     for (uint32_t postFilter : {1u, 2u, 3u, 4u, 14u, 0xFFFFFFFFu}) {
         HostRequest filtered(Tagged(IntraFrame(128, 96, kWhite.dcs)), 128, 96);
         filtered.record.postFilter = postFilter;
         filtered.WithBuffer();
-        EXPECT_EQ(Decode(instance, filtered), 1);
+        EXPECT_EQ(Decode(filtered), 1);
         EXPECT_EQ(filtered.Pixel(64, 48), kWhite.argb);
     }
-
     // Broken frames fail with the size their header gives, and leave the last picture.
     HostRequest broken(std::vector<uint8_t>{0x30, 0x00, 0x01}, 128, 96);
-    EXPECT_EQ(Decode(instance, broken), 0);
+    EXPECT_EQ(Decode(broken), 0);
     EXPECT_EQ(broken.width, 0u);
     auto cut = IntraFrame(128, 96, kRed.dcs);
     cut.resize(cut.size() / 2);
     HostRequest truncated(Tagged(cut), 0, 0);
-    EXPECT_EQ(Decode(instance, truncated), 0);
+    EXPECT_EQ(Decode(truncated), 0);
     EXPECT_EQ(truncated.width, 128u);
     EXPECT_EQ(truncated.height, 96u);
-    EXPECT_EQ(Pixel32(instance, 0, 0), kWhite.argb);
-    Destroy(instance);
+    EXPECT_EQ(Pixel32(0, 0), kWhite.argb);
 }
 
-TEST_F(PluginHost, FirstFrameOfAnotherSize) {
-    // With a buffer of the frame's size: reopened and converted.
-    IVideoDecompressorInstance* sized = NewInstance();
-    ASSERT_NE(sized, nullptr);
-    HostRequest withBuffer(Tagged(IntraFrame(176, 144, kRed.dcs)), 176, 144);
+TEST_F(PluginHost, FramesOfAnotherSize) {
+    // Dimensions before decoding; then with a buffer of the frame's size: reopened
+    // and converted.
+    HostRequest withBuffer(Tagged(IntraFrame(176, 144, kRed.dcs)), 0, 0);
+    EXPECT_EQ(f->GetFrameDimensions(instance, &withBuffer.record), 1);
+    EXPECT_EQ(withBuffer.width, 176u);
+    EXPECT_EQ(withBuffer.height, 144u);
+    EXPECT_EQ(withBuffer.record.data, withBuffer.frameStart());
     withBuffer.WithBuffer();
-    EXPECT_EQ(Decode(sized, withBuffer), 1);
+    EXPECT_EQ(Decode(withBuffer), 1);
     EXPECT_EQ(withBuffer.Pixel(175, 143), kRed.argb);
 
     // With a buffer the host sized for 128 x 96: refused, host values kept.
-    IVideoDecompressorInstance* mismatched = NewInstance();
-    ASSERT_NE(mismatched, nullptr);
+    IVideoDecompressorInstance* other = component->functions->CreateDecompressor(component, 0);
     HostRequest wrongBuffer(Tagged(IntraFrame(176, 144, kRed.dcs)), 128, 96);
     wrongBuffer.WithBuffer();
-    EXPECT_EQ(Decode(mismatched, wrongBuffer), 0);
+    EXPECT_EQ(Decode(wrongBuffer, other), 0);
     EXPECT_EQ(wrongBuffer.width, 128u);
-    EXPECT_EQ(wrongBuffer.height, 96u);
     EXPECT_EQ(wrongBuffer.Pixel(0, 0), 0x01020304u);
-    EXPECT_EQ(Pixel32(mismatched, 0, 0), 0xFF000000u);  // still no picture
-
-    // Without a buffer: reopened, decoded, the frame's size reported.
-    HostRequest noBuffer(Tagged(IntraFrame(176, 144, kGrey.dcs)), 128, 96);
-    EXPECT_EQ(Decode(mismatched, noBuffer), 1);
-    EXPECT_EQ(noBuffer.width, 176u);
-    EXPECT_EQ(noBuffer.height, 144u);
-    EXPECT_EQ(Pixel32(mismatched, 175, 143), kGrey.argb);
-
-    // Back to 128 x 96, and on to a size given in the 16-bit header fields.
-    HostRequest smaller(Tagged(IntraFrame(128, 96, kWhite.dcs)), 0, 0);
-    EXPECT_EQ(Decode(mismatched, smaller), 1);
-    EXPECT_EQ(smaller.width, 128u);
-    HostRequest odd(Tagged(IntraFrame(300, 20, kRed.dcs)), 0, 0);
-    EXPECT_EQ(Decode(mismatched, odd), 1);
-    EXPECT_EQ(odd.width, 300u);
-    EXPECT_EQ(odd.height, 20u);
-    EXPECT_EQ(Pixel32(mismatched, 299, 19), kRed.argb);
-    Destroy(sized);
-    Destroy(mismatched);
-}
-
-TEST_F(PluginHost, FrameDimensionsBeforeDecoding) {
-    IVideoDecompressorInstance* instance = NewInstance();
-    ASSERT_NE(instance, nullptr);
-    const IVideoDecompressorInstanceFunctions* f = instance->functions;
-    HostRequest request(Tagged(IntraFrame(176, 144, kWhite.dcs)), 0, 0);
-    EXPECT_EQ(f->GetFrameDimensions(instance, &request.record), 1);
-    EXPECT_EQ(request.width, 176u);
-    EXPECT_EQ(request.height, 144u);
-    EXPECT_EQ(request.record.data, request.frameStart());
-    EXPECT_EQ(request.record.dataSize, request.frameSize());
-    request.WithBuffer();
-    EXPECT_EQ(Decode(instance, request), 1);
-    EXPECT_EQ(request.Pixel(0, 143), kWhite.argb);
-
-    HostRequest untagged(IntraFrame(176, 144, kWhite.dcs), 0, 0, false);
-    EXPECT_EQ(f->GetFrameDimensions(instance, &untagged.record), 0);
-    HostRequest notDecoded(Tagged(IntraFrame(176, 144, kWhite.dcs), 0x0C), 0, 0);
-    EXPECT_EQ(f->GetFrameDimensions(instance, &notDecoded.record), 0);
-    EXPECT_EQ(untagged.width + notDecoded.width, 0u);
-    Destroy(instance);
+    EXPECT_EQ(Pixel32(0, 0, other), 0xFF000000u);  // still no picture
+    // Without a buffer: reopened, decoded, the frame's size reported; then back to
+    // 128 x 96, and on to a size given in the 16-bit header fields.
+    const struct {
+        int width, height;
+        Colour colour;
+    } sizes[] = {{176, 144, kGrey}, {128, 96, kWhite}, {300, 20, kRed}};
+    for (const auto& s : sizes) {
+        HostRequest request(Tagged(IntraFrame(s.width, s.height, s.colour.dcs)), 128, 96);
+        EXPECT_EQ(Decode(request, other), 1);
+        EXPECT_EQ(request.width, uint32_t(s.width));
+        EXPECT_EQ(request.height, uint32_t(s.height));
+        EXPECT_EQ(Pixel32(s.width - 1, s.height - 1, other), s.colour.argb);
+    }
+    component->functions->DestroyDecompressor(component, other);
 }
 
 TEST_F(PluginHost, BlitsInEveryHostPixelFormat) {
-    IVideoDecompressorInstance* instance = NewInstance();
-    ASSERT_NE(instance, nullptr);
-    const IVideoDecompressorInstanceFunctions* f = instance->functions;
-
-    // Before the first picture: opaque black and zero.
-    uint16_t blank[3] = {9, 9, 9};
+    uint16_t blank[3] = {9, 9, 9};  // before the first picture: zero
     IVideoBlitTo16Struct blankRun = {0, 0, 3, blank, 5};
     EXPECT_EQ(f->BlitTo16(instance, &blankRun), 1);
     EXPECT_EQ(blank[0] | blank[1] | blank[2], 0);
-
     HostRequest request(Tagged(IntraFrame(128, 96, kRed.dcs)), 128, 96);
-    ASSERT_EQ(Decode(instance, request), 1);
+    ASSERT_EQ(Decode(request), 1);
     for (uint32_t format = 0; format <= 9; ++format) {
         const uint16_t expected = format == 5   ? kRed.rgb565
                                   : format == 6 ? kRed.argb4444
@@ -263,65 +219,30 @@ TEST_F(PluginHost, BlitsInEveryHostPixelFormat) {
     EXPECT_EQ(words[0], kRed.argb);
     EXPECT_EQ(words[127], kRed.argb);
     EXPECT_EQ(words[128], 0u);
-    Destroy(instance);
 }
 
-TEST_F(PluginHost, FailedReopenLeavesAnInstanceThatDoesNothing) {
-    IVideoDecompressorInstance* instance = NewInstance();
-    ASSERT_NE(instance, nullptr);
-    const IVideoDecompressorInstanceFunctions* f = instance->functions;
+// A failed reopen leaves an instance that strips tags and does nothing else;
+// every entry answers 0 for a null instance.
+TEST_F(PluginHost, FailedReopenAndNullInstances) {
     HostRequest first(Tagged(IntraFrame(128, 96, kGrey.dcs)), 128, 96);
-    ASSERT_EQ(Decode(instance, first), 1);
-
+    ASSERT_EQ(Decode(first), 1);
     allocator.FailAt(1);
     HostRequest resized(Tagged(IntraFrame(176, 144, kGrey.dcs)), 0, 0);
-    EXPECT_EQ(Decode(instance, resized), 0);
+    EXPECT_EQ(Decode(resized), 0);
     allocator.FailAt(0);
-
     HostRequest again(Tagged(IntraFrame(128, 96, kGrey.dcs)), 128, 96);
-    EXPECT_EQ(Decode(instance, again), 0);
-    EXPECT_EQ(again.flag, 0);  // the tag is still stripped and the flag cleared
+    EXPECT_EQ(Decode(again), 0);
+    EXPECT_EQ(again.flag, 0);
     EXPECT_EQ(f->GetFrameDimensions(instance, &again.record), 0);
     uint32_t word = 7;
-    IVideoBlitTo32SingleStruct blit = {0, 0, &word};
-    EXPECT_EQ(f->BlitTo32Single(instance, &blit), 0);
+    uint16_t half = 7;
+    IVideoBlitTo32SingleStruct b32s = {0, 0, &word};
+    EXPECT_EQ(f->BlitTo32Single(instance, &b32s), 0);
     EXPECT_EQ(word, 7u);
     EXPECT_EQ(f->CodecSubType(instance, 0), 2);
-    Destroy(nullptr);
-    Destroy(instance);
-}
 
-// Failing each allocation in turn: the instance, its decompressor, then the
-// blocks of the first session. Without an instance or decompressor nothing is
-// returned; without a session the instance exists and decodes nothing.
-TEST_F(PluginHost, EveryAllocationFailureOfAnInstanceIsCleanedUp) {
-    bool complete = false;
-    for (int k = 1; !complete && k < 200; ++k) {
-        allocator.FailAt(k);
-        IVideoDecompressorInstance* instance = NewInstance();
-        allocator.FailAt(0);
-        EXPECT_EQ(instance == nullptr, k <= 2) << "failing allocation " << k;
-        if (instance != nullptr) {
-            HostRequest request(Tagged(IntraFrame(128, 96, kGrey.dcs)), 128, 96);
-            complete = Decode(instance, request) == 1;
-            EXPECT_EQ(request.record.data, request.frameStart() + 1);
-            EXPECT_EQ(instance->functions->CodecSubType(instance, 0), 2);
-            Destroy(instance);
-        }
-        EXPECT_EQ(allocator.liveBlocks(), 1u) << "failing allocation " << k;  // the component
-    }
-    EXPECT_TRUE(complete);
-}
-
-TEST_F(PluginHost, InstanceEntriesWithANullInstanceReturnZero) {
-    IVideoDecompressorInstance* instance = NewInstance();
-    ASSERT_NE(instance, nullptr);
-    const IVideoDecompressorInstanceFunctions* f = instance->functions;
     HostRequest request(Tagged(IntraFrame(128, 96, kGrey.dcs)), 128, 96);
-    uint32_t word = 0;
-    uint16_t half = 0;
     IVideoBlitTo32Struct b32 = {0, 0, 1, &word};
-    IVideoBlitTo32SingleStruct b32s = {0, 0, &word};
     IVideoBlitTo16Struct b16 = {0, 0, 1, &half, 4};
     IVideoBlitTo16SingleStruct b16s = {0, 0, &half, 4};
     EXPECT_EQ(f->CodecSubType(nullptr, 0) | f->FlushAfterSeek(nullptr), 0);
@@ -332,8 +253,30 @@ TEST_F(PluginHost, InstanceEntriesWithANullInstanceReturnZero) {
     EXPECT_EQ(f->BlitTo16(nullptr, &b16) | f->BlitTo16Single(nullptr, &b16s), 0);
     EXPECT_EQ(request.record.data, request.frameStart());
     EXPECT_EQ(request.flag, 0x5A);
-    EXPECT_EQ(component->functions->CreateDecompressor(nullptr, 0), nullptr);
-    Destroy(instance);
+    component->functions->DestroyDecompressor(component, nullptr);
+}
+
+// Failing each allocation in turn: the instance, its decompressor, then the
+// blocks of the first session. Without an instance or decompressor nothing is
+// returned; without a session the instance exists and decodes nothing.
+TEST_F(PluginHost, EveryAllocationFailureOfAnInstanceIsCleanedUp) {
+    bool complete = false;
+    for (int k = 1; !complete && k < 200; ++k) {
+        allocator.FailAt(k);
+        IVideoDecompressorInstance* another =
+            component->functions->CreateDecompressor(component, 0);
+        allocator.FailAt(0);
+        EXPECT_EQ(another == nullptr, k <= 2) << "failing allocation " << k;
+        if (another != nullptr) {
+            HostRequest request(Tagged(IntraFrame(128, 96, kGrey.dcs)), 128, 96);
+            complete = Decode(request, another) == 1;
+            EXPECT_EQ(request.record.data, request.frameStart() + 1);
+            EXPECT_EQ(f->CodecSubType(another, 0), 2);
+            component->functions->DestroyDecompressor(component, another);
+        }
+    }
+    EXPECT_TRUE(complete);
 }
 
 }  // namespace
+}  // namespace veltrane::test

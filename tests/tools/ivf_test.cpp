@@ -89,6 +89,7 @@ TEST(IvfTest, DamagedFilesNameTheFileAndFrame) {
         {[](Bytes& b) { b[6] = 16; }, 0, "header size 16, expected 32"},
         {[](Bytes& b) { b[11] = 'X'; }, 0, "fourcc 'VLTX'"},
         {[](Bytes& b) { StoreLe32(&b[16], 0); }, 0, "time base 0/1001"},
+        {[](Bytes& b) { StoreLe32(&b[20], 0); }, 0, "time base 30000/0"},
         {cut(20), 0, "shorter than the 32-byte file header"},
         {cut(32 + 17 + 12 + 5), 2, "frame 2: truncated frame header (5 of 12 bytes)"},
         {cut(32 + 12 + 3), 0, "frame 0: truncated: frame of 5 bytes, only 3 left in the file"},
