@@ -97,6 +97,10 @@ veltrane_cli_test(decode_corrupt_strict EXIT 1 OUTPUT "veltrane: bad.ivf: frame 
                   REQUIRES cli_bad COMMAND ${TOOL} decode bad.ivf -o strict.y4m --strict)
 veltrane_cli_test(info_corrupt EXIT 1 OUTPUT " 5 +[0-9]+ P .*error: macroblock layer"
                   REQUIRES cli_bad COMMAND ${TOOL} info bad.ivf --mb)
+veltrane_cli_test(make_header_cut EXIT 0 REQUIRES cli_small SETUP cli_header_cut
+                  COMMAND ${MANGLE} cut small.ivf header_cut.ivf 4)
+veltrane_cli_test(info_header_cut EXIT 1 OUTPUT " 4 +5 .*picture header cut short"
+                  REQUIRES cli_header_cut COMMAND ${TOOL} info header_cut.ivf)
 
 # A file cut inside its last frame: everything before it is kept.
 veltrane_cli_test(make_truncated EXIT 0 REQUIRES cli_small SETUP cli_cut

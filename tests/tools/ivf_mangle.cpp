@@ -1,9 +1,11 @@
 // Makes damaged and spliced IVF files for the command-level tests:
-//   ivf_mangle corrupt IN OUT FRAME     overwrite the middle of one frame with garbage
+//   ivf_mangle corrupt IN OUT FRAME     zero one frame from a third of its bytes on
+//   ivf_mangle cut IN OUT FRAME         keep the first 5 bytes of one frame (inside its header)
 //   ivf_mangle truncate IN OUT BYTES    keep the first BYTES bytes (negative: drop the last -BYTES)
 //   ivf_mangle concat IN1 IN2 OUT       the frames of IN1, then those of IN2
 //   ivf_mangle garbage OUT WxH FRAMES   a header claiming WxH, then FRAMES frames of
 //                                       1000 bytes that are no picture
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -49,13 +51,14 @@ bool Save(const std::string& path, const IvfFileHeader& header,
     return ok;
 }
 
-int Corrupt(const std::string& in, const std::string& out, size_t index) {
+int Damage(const std::string& in, const std::string& out, size_t index, bool cut) {
     IvfFileHeader header;
     std::vector<IvfFrame> frames;
     if (!Load(in, &header, &frames) || index >= frames.size()) return 1;
     std::vector<uint8_t>& data = frames[index].data;
-    // Keep the picture header, so the damage lies in the macroblock layer.
-    for (size_t i = data.size() / 3; i < data.size(); ++i) data[i] = 0x00;
+    // Corrupt keeps the picture header, so the damage lies in the macroblock layer.
+    for (size_t i = data.size() / 3; !cut && i < data.size(); ++i) data[i] = 0x00;
+    if (cut) data.resize(std::min<size_t>(data.size(), 5));
     return Save(out, header, frames) ? 0 : 1;
 }
 
@@ -91,11 +94,12 @@ int Garbage(const std::string& out, const std::string& size, long count) {
 
 int main(int argc, char** argv) {
     if (argc != 5) {
-        std::fprintf(stderr, "usage: ivf_mangle corrupt|truncate|concat|garbage ARGS...\n");
+        std::fprintf(stderr, "usage: ivf_mangle corrupt|cut|truncate|concat|garbage ARGS...\n");
         return 2;
     }
     const std::string mode = argv[1];
-    if (mode == "corrupt") return Corrupt(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10));
+    if (mode == "corrupt" || mode == "cut")
+        return Damage(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10), mode == "cut");
     if (mode == "truncate") return Truncate(argv[2], argv[3], std::strtol(argv[4], nullptr, 10));
     if (mode == "concat") return Concat(argv[2], argv[3], argv[4]);
     if (mode == "garbage") return Garbage(argv[2], argv[3], std::strtol(argv[4], nullptr, 10));
