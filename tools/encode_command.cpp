@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "file_streams.h"
 #include "ivf.h"
+#include "json_line.h"
 #include "run_summary.h"
 #include "test_pattern.h"
 #include "veltrane_encoder/encoder.h"
@@ -43,8 +44,6 @@ constexpr char kUsage[] =
     "\n"
     "Exit status: 0 when every picture was encoded and written, 1 for an unreadable\n"
     "or damaged input or a write error, 2 for a usage error.\n";
-
-constexpr const char* kTypeLetters[3] = {"I", "P", "D"};
 
 struct EncodeOptions {
     std::string input;
@@ -114,7 +113,7 @@ std::string FormatPsnr(double value) {
 
 void PrintFrameLine(uint32_t index, const enc::EncodedFrame& frame) {
     std::fprintf(stderr, "frame %5u  %s  q%-2d %8zu bits  PSNR Y %s U %s V %s dB\n", index,
-                 kTypeLetters[frame.pictureType % 3], frame.quantiser, frame.data.size() * 8,
+                 PictureTypeLetter(frame.pictureType), frame.quantiser, frame.data.size() * 8,
                  FormatPsnr(frame.psnrY).c_str(), FormatPsnr(frame.psnrU).c_str(),
                  FormatPsnr(frame.psnrV).c_str());
 }

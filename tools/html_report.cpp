@@ -22,7 +22,6 @@ constexpr char kPage[] =
 constexpr char kDataMarker[] = "@VELTRANE_REPORT_DATA@";
 
 constexpr const char* kShownNames[] = {"decoded", "reached", "previous", "blank"};
-constexpr const char* kTypeLetters[4] = {"I", "P", "D", "E"};
 
 std::string HexColour(Rgb c) {
     char text[8];
@@ -64,15 +63,7 @@ std::string StyleJson() {
 
 std::string HeaderJson(const PictureHeader_t& h) {
     JsonLine line;
-    line.Add("type", kTypeLetters[h.pictureType & 3])
-        .Add("picture_type", h.pictureType)
-        .Add("version", h.version)
-        .Add("width", h.width)
-        .Add("height", h.height)
-        .Add("quantiser", h.quantiser)
-        .Add("temporal_reference", h.temporalReference)
-        .Add("deblocking", h.deblocking);
-    return line.str();
+    return AddPictureHeader(line, h).str();
 }
 
 // The macroblocks as the page draws them: one class digit, quantiser character

@@ -37,8 +37,6 @@ constexpr char kUsage[] =
     "1 when a frame has one (it is listed with its error; the listing goes on) or\n"
     "the file is damaged or unreadable, 2 for a usage error.\n";
 
-constexpr const char* kTypeLetters[4] = {"I", "P", "D", "E"};
-
 struct FrameInfo {
     uint32_t index = 0;
     size_t bytes = 0;
@@ -129,7 +127,7 @@ void InfoRun::PrintRow(const FrameInfo& info) const {
     const PictureHeader_t& h = info.header;
     const std::string size = std::to_string(h.width) + "x" + std::to_string(h.height);
     std::printf("%6u %8zu %-4s %3u %11s %3u %4u", info.index, info.bytes,
-                kTypeLetters[h.pictureType & 3], h.version, size.c_str(), h.quantiser,
+                PictureTypeLetter(h.pictureType), h.version, size.c_str(), h.quantiser,
                 h.temporalReference);
     if (info.haveStats) {
         const MacroblockStats& s = info.stats;
@@ -144,14 +142,7 @@ void InfoRun::PrintJson(const FrameInfo& info) const {
     JsonLine line;
     line.Add("frame", info.index).Add("bytes", static_cast<uint64_t>(info.bytes));
     if (info.error.empty() || info.haveStats) {
-        const PictureHeader_t& h = info.header;
-        line.Add("type", kTypeLetters[h.pictureType & 3])
-            .Add("picture_type", h.pictureType)
-            .Add("version", h.version)
-            .Add("width", h.width)
-            .Add("height", h.height)
-            .Add("quantiser", h.quantiser)
-            .Add("temporal_reference", h.temporalReference);
+        AddPictureHeader(line, info.header);
     }
     if (info.haveStats) {
         const MacroblockStats& s = info.stats;

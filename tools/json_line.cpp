@@ -52,4 +52,20 @@ JsonLine& JsonLine::Add(const char* key, const std::string& value) {
     return *this;
 }
 
+const char* PictureTypeLetter(uint32_t pictureType) {
+    static const char* const kLetters[4] = {"I", "P", "D", "E"};
+    return kLetters[pictureType & 3];
+}
+
+JsonLine& AddPictureHeader(JsonLine& line, const PictureHeader_t& h) {
+    return line.Add("type", PictureTypeLetter(h.pictureType))
+        .Add("picture_type", h.pictureType)
+        .Add("version", h.version)
+        .Add("width", h.width)
+        .Add("height", h.height)
+        .Add("quantiser", h.quantiser)
+        .Add("temporal_reference", h.temporalReference)
+        .Add("deblocking", h.deblocking);
+}
+
 }  // namespace veltrane::tools

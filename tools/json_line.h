@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include "veltrane/decoder.h"
+
 namespace veltrane::tools {
 
 class JsonLine {
@@ -20,6 +22,13 @@ private:
     void Key(const char* key);
     std::string body_;
 };
+
+// The letter the tool shows for a picture type: I intra, P inter, D disposable
+// inter, E empty (type 3, no macroblock data).
+const char* PictureTypeLetter(uint32_t pictureType);
+
+// The picture header's fields, as `info --json` and the analysis report give them.
+JsonLine& AddPictureHeader(JsonLine& line, const PictureHeader_t& h);
 
 // The text as a quoted JSON string.
 std::string JsonQuote(const std::string& text);
