@@ -24,12 +24,21 @@ exclude='^(fuzz_|tools_browser)'
 mkdir -p "$work" "$log"
 
 # The tracked and untracked (not ignored) files as they are in the working
-# tree, with their times, so that an unchanged file does not rebuild.
-rm -rf "$tree"
+# tree. Only files whose content differs are copied, with a fresh time, so that
+# the build stays incremental and a file a former run planted a fault in and
+# restored is compiled again; files no longer in the tree go.
 mkdir -p "$tree"
-(cd "$root" && git ls-files -z --cached --others --exclude-standard |
-  while IFS= read -r -d '' f; do [[ -f $f ]] && printf '%s\0' "$f"; done |
-  xargs -0 cp -p --parents -t "$tree") || { echo "cannot copy the tree"; exit 1; }
+declare -A listed=()
+while IFS= read -r -d '' f; do
+  [[ -f $root/$f ]] || continue
+  listed[$f]=1
+  if ! cmp -s "$root/$f" "$tree/$f"; then
+    mkdir -p "$(dirname "$tree/$f")" && cp "$root/$f" "$tree/$f" || { echo "cannot copy $f"; exit 1; }
+  fi
+done < <(cd "$root" && git ls-files -z --cached --others --exclude-standard)
+while IFS= read -r -d '' f; do
+  [[ -n ${listed[$f]+set} ]] || rm -f "$tree/$f"
+done < <(cd "$tree" && find . -type f -printf '%P\0')
 
 build_tree() {
   cmake --build "$build" -j"$jobs" >"$1" 2>&1

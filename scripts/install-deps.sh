@@ -14,6 +14,7 @@
 #   count    what scripts/count-armhf.sh adds: libpng for the encoder tool, djpeg
 #   peer     the peer benchmark: libjpeg-turbo, libyuv, libmpeg2, mpeg2enc, the photo
 #   format   clang-format, for the format check
+#   tidy     clang-tidy, for scripts/tidy.sh
 #   lines    cloc, for scripts/count-lines.sh
 set -euo pipefail
 declare -A step_packages=(
@@ -32,6 +33,7 @@ declare -A step_packages=(
   [count]="libpng-dev libjpeg-turbo-progs"
   [peer]="libjpeg62-turbo-dev libyuv-dev libmpeg2-4-dev mjpegtools plasma-workspace-wallpapers pkg-config"
   [format]="clang-format"
+  [tidy]="clang-tidy"
   [lines]="cloc"
 )
 if (($# == 0)); then

@@ -76,6 +76,7 @@ INSTANTIATE_TEST_SUITE_P(Sizes, EncoderRoundTrip,
                                            RoundTripCase{16, 16, 1, false, 0, 6},
                                            RoundTripCase{160, 120, 0, true, 80000, 8},
                                            RoundTripCase{128, 96, 1, false, 0, 6},
+                                           RoundTripCase{272, 20, 0, true, 0, 6},
                                            RoundTripCase{352, 288, 1, true, 300000, 5}),
                          [](const auto& info) {
                              const RoundTripCase& c = info.param;
