@@ -46,7 +46,7 @@ void IdctDcAddC(const int16_t* coefficients, unsigned char* dst, ptrdiff_t strid
 // x_j modulo 2^32, as the butterflies compute it (idct_kernels.cpp checks the
 // table against them). Outputs k and 7 - k share the factors of x0, x2, x4, x6
 // and differ in the sign of the others'; every factor fits 16 bits.
-inline constexpr int16_t kIdctOutputFactors[8][8] = {
+constexpr int16_t kIdctOutputFactors[8][8] = {
     {8192, 11363, 10703, 9633, 8192, 6437, 4433, 2260},
     {8192, 9633, 4433, -2259, -8192, -11362, -10704, -6436},
     {8192, 6437, -4433, -11362, -8192, 2261, 10704, 9633},
