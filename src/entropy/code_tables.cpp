@@ -264,6 +264,8 @@ constexpr uint8_t TcoefLevelTable[103] = {
 }  // namespace veltrane
 
 // The flat lookup tables, built here at compile time from the tables above.
+#include <iterator>
+
 #include "entropy/flat_code_tables.h"
 
 namespace veltrane {
@@ -294,7 +296,7 @@ constexpr bool FillFlat(Table& table, const int16_t* codes, ValueOf valueOf) {
         }
         FlatCodeEntry& link = table.root[bits >> (length - kRoot)];
         if (link.subtable == 0) {
-            if (subtables == static_cast<int>(sizeof(table.sub) / sizeof(table.sub[0]))) {
+            if (subtables == static_cast<int>(std::size(table.sub))) {
                 return false;
             }
             link.subtable = static_cast<uint8_t>(++subtables);
