@@ -14,6 +14,9 @@
 namespace veltrane::test {
 namespace {
 
+// The reader's error codes, short for the tables.
+constexpr uint32_t kOut = kFifoErrorOutOfData, kBad = kFifoErrorBadCode;
+
 struct Triple {
     int last, run, level;
 };
@@ -149,15 +152,15 @@ TEST_F(Coefficients, EventsEscapesTruncationAndFailedLookups) {
         {"v1 11-bit -1", 1, v1Long, -1, {1, 3, -1}, 26, 0},
         {"v1 11-bit 1023", 1, "0000011 1 0 000001 01111111111", -1, {0, 1, 1023}, 26, 0},
         // Cut short: the ESCAPE code and a format bit stay consumed, nothing else.
-        {"v0 one field bit short", 0, v0, 21, {0, 0, 0}, 7, 4},
-        {"v1 cut after escape", 1, v1Long, 7, {0, 0, 0}, 7, 4},
-        {"v1 7-bit one bit short", 1, v1Short, 21, {0, 0, 0}, 8, 4},
-        {"v1 11-bit with 14 field bits", 1, v1Long, 22, {0, 0, 0}, 8, 4},
+        {"v0 one field bit short", 0, v0, 21, {0, 0, 0}, 7, kOut},
+        {"v1 cut after escape", 1, v1Long, 7, {0, 0, 0}, 7, kOut},
+        {"v1 7-bit one bit short", 1, v1Short, 21, {0, 0, 0}, 8, kOut},
+        {"v1 11-bit with 14 field bits", 1, v1Long, 22, {0, 0, 0}, 8, kOut},
         // Sign bit missing: the code is consumed, the level stays positive.
-        {"sign missing", 0, "10 1", 2, {0, 0, 1}, 2, 4},
+        {"sign missing", 0, "10 1", 2, {0, 0, 1}, 2, kOut},
         // Failed lookups end the block and consume nothing.
-        {"no such code", 0, "000000000 1111111", -1, {1, 0, 0}, 0, 12},
-        {"code cut", 0, "00000101 1111 0", 8, {1, 0, 0}, 0, 4},
+        {"no such code", 0, "000000000 1111111", -1, {1, 0, 0}, 0, kBad},
+        {"code cut", 0, "00000101 1111 0", 8, {1, 0, 0}, 0, kOut},
     };
     for (const auto& c : cases) {
         BitWriter w;

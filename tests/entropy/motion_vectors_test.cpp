@@ -15,6 +15,9 @@
 namespace veltrane::test {
 namespace {
 
+// The reader's error codes, short for the tables.
+constexpr uint32_t kOut = kFifoErrorOutOfData, kBad = kFifoErrorBadCode;
+
 // A picture 64 pixels wide: four macroblocks per row, three rows.
 constexpr int kWidth = 64;
 constexpr int kMacroblocks = 3 * kWidth / 16;
@@ -158,8 +161,8 @@ TEST_F(MotionVectors, FailedLookupsCountAsZero) {
         MotionVector_t expected;
         uint32_t bitPos, error;
     } cases[] = {
-        {"no such code", "0000000000000 1", -1, {7, -3}, 0, 12},
-        {"y cut", "010 0000010110", 11, {8, -3}, 3, 4},
+        {"no such code", "0000000000000 1", -1, {7, -3}, 0, kBad},
+        {"y cut", "010 0000010110", 11, {8, -3}, 3, kOut},
     };
     for (const auto& c : cases) {
         Clear();
