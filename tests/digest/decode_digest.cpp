@@ -63,6 +63,18 @@ void PrintPicture(void* session, int width, int height, const uint32_t* pixels, 
                 v.value(), image.value(), blits.value());
 }
 
+// One line per frame of a seed; a picture predicted from stores that no intra
+// picture filled shows memory nothing wrote, so it has no digest.
+void PrintSeedFrame(const std::string& seed, int index, int32_t status, void* session, int32_t w,
+                    int32_t h, const uint32_t* image) {
+    std::printf("seed %s frame %d %dx%d status %d", seed.c_str(), index, w, h, status);
+    if (status == 0 && session == nullptr) std::printf(" before any intra picture");
+    if (status == 0 && session != nullptr && w > 0 && h > 0) {
+        PrintPicture(session, w, h, image, index);
+    }
+    std::printf("\n");
+}
+
 void ReplayCorpus(const std::filesystem::path& directory) {
     std::vector<std::filesystem::path> seeds;
     for (const auto& entry : std::filesystem::directory_iterator(directory)) {
@@ -73,15 +85,12 @@ void ReplayCorpus(const std::filesystem::path& directory) {
         std::ifstream file(path, std::ios::binary);
         const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)),
                                          std::istreambuf_iterator<char>());
+        const std::string seed = path.filename().string();
         veltrane::fuzz::RunDecodeHarness(bytes.data(), bytes.size(),
                                          [&](int index, int32_t status, void* session, int32_t w,
                                              int32_t h, const uint32_t* image) {
-                                             std::printf("seed %s frame %d %dx%d status %d",
-                                                         path.filename().c_str(), index, w, h,
-                                                         status);
-                                             if (status == 0 && w > 0 && h > 0)
-                                                 PrintPicture(session, w, h, image, index);
-                                             std::printf("\n");
+                                             PrintSeedFrame(seed, index, status, session, w, h,
+                                                            image);
                                          });
     }
 }

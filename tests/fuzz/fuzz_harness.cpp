@@ -12,6 +12,7 @@ namespace veltrane::fuzz {
 namespace {
 
 constexpr int kMaxFrames = 24;
+constexpr uint32_t kIntraPictureType = 0;
 constexpr uint32_t kMaxReopenPixels = 352 * 288;  // keeps every run small and fast
 
 struct SessionSize {
@@ -68,13 +69,17 @@ public:
         if (status == kStatusOk) {
             ++result_.decoded;
             Blit(index);
+            filled_ = filled_ || type == kIntraPictureType;
         }
-        if (observer_)
-            observer_(index, status, colour_, width_, height_, withImage_ ? image_.get() : nullptr);
+        if (observer_) {
+            observer_(index, status, filled_ ? colour_ : nullptr, width_, height_,
+                      withImage_ ? image_.get() : nullptr);
+        }
     }
 
 private:
     void Open(int32_t width, int32_t height) {
+        filled_ = false;
         width_ = width;
         height_ = height;
         colour_ = DecompressOpen(width, height, &allocator_);
@@ -122,6 +127,7 @@ private:
 
     test::TestAllocator allocator_;
     const FrameObserver& observer_;
+    bool filled_ = false;  // an intra picture was decoded since the sessions opened
     std::unique_ptr<uint32_t[]> image_;
     const bool withAlpha_;
     const bool withImage_;
