@@ -98,12 +98,12 @@ MacroblockPlanes PlanesAt(const DecodeInstance_t& d, unsigned char* const* store
             store[kPlaneV] + static_cast<ptrdiff_t>(y / 2) * d.uvStride + x / 2};
 }
 
-void ApplyDquant(Picture& p) {
+VELTRANE_HOT_INLINE void ApplyDquant(Picture& p) {
     const int q = p.quant + kDquantChange[p.bits.Read(2)];
     p.quant = q < 1 ? 1 : (q > 31 ? 31 : q);
 }
 
-BlockPlace PlaceOfBlock(const Picture& p, const MacroblockPlanes& mb, int k) {
+VELTRANE_HOT_INLINE BlockPlace PlaceOfBlock(const Picture& p, const MacroblockPlanes& mb, int k) {
     const ptrdiff_t ys = p.decoder->yStride;
     const ptrdiff_t uvs = p.decoder->uvStride;
     int16_t* residual = p.decoder->coefficients;
@@ -120,7 +120,8 @@ BlockPlace PlaceOfBlock(const Picture& p, const MacroblockPlanes& mb, int k) {
 // 3..0 for the luma blocks, CBPC bit 1 for Cb and bit 0 for Cr). An uncoded block
 // is filled with its DC; a block whose runs overflow the scan is abandoned and
 // the picture keeps what it held.
-void DecodeIntraMacroblock(Picture& p, unsigned codedMask, const MacroblockPlanes& mb) {
+VELTRANE_HOT_INLINE void DecodeIntraMacroblock(Picture& p, unsigned codedMask,
+                                              const MacroblockPlanes& mb) {
     int dc[6];
     int end[6];
     for (int k = 0; k < 6; ++k) {
@@ -149,7 +150,8 @@ void DecodeIntraMacroblock(Picture& p, unsigned codedMask, const MacroblockPlane
 // kCodedBit), added onto the prediction in the current store; the samples also
 // go to the macroblock's residual buffer, as motion compensation leaves them
 // there. An abandoned block adds what the buffer still holds.
-void DecodeInterResiduals(Picture& p, unsigned codedMask, const MacroblockPlanes& mb) {
+VELTRANE_HOT_INLINE void DecodeInterResiduals(Picture& p, unsigned codedMask,
+                                             const MacroblockPlanes& mb) {
     int end[6];
     for (int k = 0; k < 6; ++k) {
         if (codedMask & kCodedBit[k]) {
@@ -176,7 +178,7 @@ void DecodeInterResiduals(Picture& p, unsigned codedMask, const MacroblockPlanes
 }
 
 template <typename Observer>
-void DecodeIntraPicture(Picture& p, Observer& observer) {
+VELTRANE_HOT_INLINE void DecodeIntraPicture(Picture& p, Observer& observer) {
     DecodeInstance_t* d = p.decoder;
     BitCursor& bits = p.bits;
     unsigned char* const* store = d->stores[d->current];
@@ -210,7 +212,7 @@ void DecodeIntraPicture(Picture& p, Observer& observer) {
 
 // Returns 0, or 44 for a macroblock type out of range.
 template <typename Observer>
-int32_t DecodePPicture(Picture& p, Observer& observer) {
+VELTRANE_HOT_INLINE int32_t DecodePPicture(Picture& p, Observer& observer) {
     DecodeInstance_t* d = p.decoder;
     BitCursor& bits = p.bits;
     unsigned char* const* store = d->stores[d->current];
@@ -280,8 +282,10 @@ int32_t DecodePPicture(Picture& p, Observer& observer) {
                 DecodeIntraMacroblock(p, codedBlocks, mb);
             } else if (type >= kMacroblockInter && type <= kMacroblockInter4V) {
                 if (type == kMacroblockInter4V) {
-                    ReadFourMotionVectors(bits, mbIndex, x / 16, perRow, d->mbTypes, d->mbVectors,
+                    BitCursor four = bits;  // keeps the loop's cursor in registers
+                    ReadFourMotionVectors(four, mbIndex, x / 16, perRow, d->mbTypes, d->mbVectors,
                                           firstRow);
+                    bits = four;
                 } else {
                     ReadOneMotionVector(bits, mbIndex, x / 16, perRow, d->mbTypes, d->mbVectors,
                                         firstRow);
