@@ -11,7 +11,7 @@ const McKernels kMcKernelsC = {
     AddResidual8C,
     Copy8C,
     Copy16C,
-    ExtendRowEdgesC,
+    ExtendPlaneC,
 };
 
 VELTRANE_LOAD_TIME KernelTableGetter<McKernels> SelectMcKernels(unsigned cpuFeatures) {
