@@ -162,22 +162,34 @@ VELTRANE_HOT_INLINE void DecodeIntraMacroblock(Picture& p, unsigned codedMask,
     }
 }
 
+// Bit k set for each coded block k (luma 0 to 3, Cb, Cr) of a coded mask as in
+// kCodedBit, so that the loops below visit coded blocks only.
+constexpr auto kBlocksOfMask = [] {
+    struct Table {
+        uint8_t blocks[64];
+    } table{};
+    for (unsigned mask = 0; mask < 64; ++mask) {
+        for (int k = 0; k < 6; ++k) {
+            if (mask & kCodedBit[k]) table.blocks[mask] |= static_cast<uint8_t>(1u << k);
+        }
+    }
+    return table;
+}();
+
 // The residuals of the coded blocks of an inter macroblock (codedMask as in
 // kCodedBit), added onto the prediction in the current store; the samples also
 // go to the macroblock's residual buffer, as motion compensation leaves them
 // there. An abandoned block adds what the buffer still holds.
 VELTRANE_HOT_INLINE void DecodeInterResiduals(Picture& p, unsigned codedMask,
                                              const MacroblockPlanes& mb) {
+    const unsigned blocks = kBlocksOfMask.blocks[codedMask & 63];
     int end[6];
-    for (int k = 0; k < 6; ++k) {
-        if (codedMask & kCodedBit[k]) {
-            end[k] = ReadBlockCoefficients(p.bits, p.version, p.quant, 0, p.coefficients.block[k]);
-        }
+    for (unsigned left = blocks; left != 0; left &= left - 1) {
+        const int k = __builtin_ctz(left);
+        end[k] = ReadBlockCoefficients(p.bits, p.version, p.quant, 0, p.coefficients.block[k]);
     }
-    for (int k = 0; k < 6; ++k) {
-        if (!(codedMask & kCodedBit[k])) {
-            continue;
-        }
+    for (unsigned left = blocks; left != 0; left &= left - 1) {
+        const int k = __builtin_ctz(left);
         const BlockPlace b = PlaceOfBlock(p, mb, k);
         const int16_t* block = p.coefficients.block[k];
         if (end[k] == 0) {
