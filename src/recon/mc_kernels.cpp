@@ -16,6 +16,9 @@ const McKernels kMcKernelsC = {
 
 VELTRANE_LOAD_TIME KernelTableGetter<McKernels> SelectMcKernels(unsigned cpuFeatures) {
 #if VELTRANE_X86_KERNELS
+    if (cpuFeatures & kCpuAvx2) {
+        return ReturnKernelTable<&kMcKernelsAvx2>;
+    }
     if (cpuFeatures & kCpuSse2) {
         return ReturnKernelTable<&kMcKernelsSse2>;
     }

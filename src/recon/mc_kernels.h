@@ -85,7 +85,11 @@ void ExtendPlaneC(unsigned char* plane, int width, int height, ptrdiff_t stride)
 
 extern const McKernels kMcKernelsC;
 #if VELTRANE_X86_KERNELS
-extern const McKernels kMcKernelsSse2;  // also serves AVX2 processors: 8-sample rows gain nothing from wider registers
+extern const McKernels kMcKernelsSse2;
+// The SSE2 table but for the border fill: 8- and 16-sample rows gain nothing from
+// wider registers.
+extern const McKernels kMcKernelsAvx2;
+void ExtendPlaneAvx2(unsigned char* plane, int width, int height, ptrdiff_t stride);
 #endif
 #if VELTRANE_NEON_KERNELS
 extern const McKernels kMcKernelsNeon;

@@ -285,4 +285,16 @@ const McKernels kMcKernelsSse2 = {
     ExtendPlaneC,
 };
 
+const McKernels kMcKernelsAvx2 = {
+    {PredictCopy8Sse2, PredictHoriz8Sse2, PredictVert8Sse2, PredictDiagonal8Sse2},
+    {PredictCopy16Sse2, PredictHoriz16Sse2, PredictVert16Sse2, PredictDiagonal16Sse2},
+    {PredictChromaCopySse2, PredictChromaHorizSse2, PredictChromaVertSse2,
+     PredictChromaDiagonalSse2},
+    {PredictAddCopy8Sse2, PredictAddHoriz8Sse2, PredictAddVert8Sse2, PredictAddDiagonal8Sse2},
+    AddResidual8Sse2,
+    Copy8Sse2,
+    Copy16Sse2,
+    ExtendPlaneAvx2,
+};
+
 }  // namespace veltrane
