@@ -92,19 +92,19 @@ VELTRANE_HOT_INLINE int ReadBlockCoefficients(BitCursor& bits, int version, int 
     const int twiceQuant = 2 * quant;
     const int rounding = (quant & 1) ? quant : quant - 1;
     for (;;) {
-        const uint32_t word = bits.Peek();
-        const FlatCodeEntry entry = LookUpFlat(kTcoefFlat, word);
+        const uint32_t event = kTcoefSignedEvents.events[bits.Peek() >> (32 - kTcoefSignedBits)];
+        const uint32_t length = event & 15;  // code and sign; 0: the general way
         int last;
-        if (entry.length != 0 && entry.value >= 0 && entry.length < bits.BitsLeft()) {
-            bits.Skip(entry.length + 1u);
-            scan += (entry.value >> kTcoefEventRunShift) & 63;
+        if (length - 1 < bits.BitsLeft()) {
+            bits.Skip(length);
+            scan += (event >> 4) & 63;
             if (scan > 63) {
                 return 0;
             }
-            const int magnitude = twiceQuant * (entry.value & 0xFF) + rounding;
-            const bool negative = (word >> (31 - entry.length)) & 1;
-            block[ZigzagScan[scan]] = static_cast<int16_t>(negative ? -magnitude : magnitude);
-            last = entry.value & kTcoefEventLast;
+            const int magnitude = twiceQuant * static_cast<int>(event >> 16) + rounding;
+            const int negative = -static_cast<int>((event >> 11) & 1);
+            block[ZigzagScan[scan]] = static_cast<int16_t>((magnitude ^ negative) - negative);
+            last = event & (1u << 10);
         } else {
             const TcoefEvent event = ReadTcoefEvent(bits, version);
             scan += event.run;
