@@ -1,7 +1,8 @@
-# SIMD objects are compiled for one instruction set. A weak (COMDAT) definition
-# in one of them, such as an inline function from a shared header, could be the
-# copy the linker keeps for every caller and put that instruction set into code
-# that runs on any processor; so they must define none.
+# SIMD objects are compiled for one instruction set. A weak (COMDAT) function in
+# one of them, such as an inline function from a shared header, could be the copy
+# the linker keeps for every caller and put that instruction set into code that
+# runs on any processor; so they must define none. Weak data (a constant table
+# from a header) carries no instructions and is left alone.
 set(failures "")
 foreach(object IN LISTS OBJECTS)
   execute_process(COMMAND nm -C --defined-only ${object}
@@ -11,7 +12,7 @@ foreach(object IN LISTS OBJECTS)
   endif()
   string(REPLACE "\n" ";" lines "${nm_output}")
   foreach(line IN LISTS lines)
-    if(line MATCHES "^[0-9a-fA-F]+ [WVu] (.+)$")
+    if(line MATCHES "^[0-9a-fA-F]+ W (.+)$")
       list(APPEND failures "${object}: ${CMAKE_MATCH_1}")
     endif()
   endforeach()

@@ -6,6 +6,10 @@
 // records error 4 and does not move, bits that begin no code record error 12,
 // and no byte at or past the end of the frame is ever loaded (such bytes read as
 // zero).
+//
+// The picture loop keeps its cursor in registers: every function on its hot
+// path is inlined (VELTRANE_HOT_INLINE), and the rare paths work on a copy, so
+// that the cursor's address never escapes.
 #ifndef VELTRANE_CORE_BIT_CURSOR_H
 #define VELTRANE_CORE_BIT_CURSOR_H
 
@@ -15,7 +19,13 @@
 #include "entropy/flat_code_tables.h"
 #include "veltrane/bitreader.h"
 
+#define VELTRANE_HOT_INLINE inline __attribute__((always_inline))
+
 namespace veltrane {
+
+// The 64 bits from byte `byte` on, the first byte topmost, where some of them lie
+// at or past the end of the frame (those read as zero).
+uint64_t LoadFrameTail(const unsigned char* buffer, uint32_t bufferSize, uint32_t byte);
 
 class BitCursor {
 public:
@@ -33,13 +43,13 @@ public:
         fifo.error = error_;
     }
 
-    uint32_t position() const { return pos_; }
-    uint32_t BitsLeft() const { return bitCount_ - pos_; }
-    uint32_t error() const { return error_; }
-    void RecordError(uint32_t error) { error_ = error; }
+    VELTRANE_HOT_INLINE uint32_t position() const { return pos_; }
+    VELTRANE_HOT_INLINE uint32_t BitsLeft() const { return bitCount_ - pos_; }
+    VELTRANE_HOT_INLINE uint32_t error() const { return error_; }
+    VELTRANE_HOT_INLINE void RecordError(uint32_t error) { error_ = error; }
 
     // The 32 bits from the current position on, first bit topmost.
-    uint32_t Peek() {
+    VELTRANE_HOT_INLINE uint32_t Peek() {
         uint32_t offset = pos_ - cacheBit_;
         if (offset > 32) {
             Refill();
@@ -49,10 +59,10 @@ public:
     }
 
     // Moves over `count` bits that are known to remain.
-    void Skip(uint32_t count) { pos_ += count; }
+    VELTRANE_HOT_INLINE void Skip(uint32_t count) { pos_ += count; }
 
     // A fixed-width field of 1 to 25 bits.
-    uint32_t Read(unsigned count) {
+    VELTRANE_HOT_INLINE uint32_t Read(unsigned count) {
         if (BitsLeft() < count) {
             error_ = kFifoErrorOutOfData;
             return 0;
@@ -64,7 +74,7 @@ public:
 
     // One code of a flat table; on failure records the error and delivers nothing.
     template <typename Table>
-    bool Decode(const Table& table, int32_t* value) {
+    VELTRANE_HOT_INLINE bool Decode(const Table& table, int32_t* value) {
         const FlatCodeEntry entry = LookUpFlat(table, Peek());
         if (entry.length == 0) {
             error_ = kFifoErrorBadCode;
@@ -81,18 +91,15 @@ public:
 
 private:
     // Caches the eight bytes from the one that holds the current bit.
-    void Refill() {
+    VELTRANE_HOT_INLINE void Refill() {
         const uint32_t byte = pos_ >> 3;
         cacheBit_ = byte * 8;
         if (byte < bufferSize_ && bufferSize_ - byte >= 8) {
             uint64_t word;
             std::memcpy(&word, buffer_ + byte, 8);
             cache_ = FromBigEndian(word);
-            return;
-        }
-        cache_ = 0;
-        for (uint32_t i = 0; i < 8 && byte + i < bufferSize_; ++i) {
-            cache_ |= uint64_t{buffer_[byte + i]} << (56 - 8 * i);
+        } else {
+            cache_ = LoadFrameTail(buffer_, bufferSize_, byte);
         }
     }
 

@@ -85,6 +85,22 @@ struct BlockPlace {
 
 constexpr unsigned kCodedBit[6] = {8, 4, 2, 1, 0x20, 0x10};
 
+// Zeroes one block with eight 16-byte stores, written out: a memset of 128 bytes,
+// or a loop the compiler turns back into one, becomes a string instruction whose
+// start-up costs more than the stores.
+VELTRANE_HOT_INLINE void ClearBlock(int16_t* block) {
+    typedef int16_t Lanes __attribute__((vector_size(16), may_alias, aligned(16)));
+    Lanes* lanes = reinterpret_cast<Lanes*>(block);
+    lanes[0] = Lanes{};
+    lanes[1] = Lanes{};
+    lanes[2] = Lanes{};
+    lanes[3] = Lanes{};
+    lanes[4] = Lanes{};
+    lanes[5] = Lanes{};
+    lanes[6] = Lanes{};
+    lanes[7] = Lanes{};
+}
+
 // Pointers to a macroblock's top-left sample in each plane of a store.
 struct MacroblockPlanes {
     unsigned char* y;
@@ -98,12 +114,12 @@ MacroblockPlanes PlanesAt(const DecodeInstance_t& d, unsigned char* const* store
             store[kPlaneV] + static_cast<ptrdiff_t>(y / 2) * d.uvStride + x / 2};
 }
 
-void ApplyDquant(Picture& p) {
+VELTRANE_HOT_INLINE void ApplyDquant(Picture& p) {
     const int q = p.quant + kDquantChange[p.bits.Read(2)];
     p.quant = q < 1 ? 1 : (q > 31 ? 31 : q);
 }
 
-BlockPlace PlaceOfBlock(const Picture& p, const MacroblockPlanes& mb, int k) {
+VELTRANE_HOT_INLINE BlockPlace PlaceOfBlock(const Picture& p, const MacroblockPlanes& mb, int k) {
     const ptrdiff_t ys = p.decoder->yStride;
     const ptrdiff_t uvs = p.decoder->uvStride;
     int16_t* residual = p.decoder->coefficients;
@@ -120,7 +136,8 @@ BlockPlace PlaceOfBlock(const Picture& p, const MacroblockPlanes& mb, int k) {
 // 3..0 for the luma blocks, CBPC bit 1 for Cb and bit 0 for Cr). An uncoded block
 // is filled with its DC; a block whose runs overflow the scan is abandoned and
 // the picture keeps what it held.
-void DecodeIntraMacroblock(Picture& p, unsigned codedMask, const MacroblockPlanes& mb) {
+VELTRANE_HOT_INLINE void DecodeIntraMacroblock(Picture& p, unsigned codedMask,
+                                               const MacroblockPlanes& mb) {
     int dc[6];
     int end[6];
     for (int k = 0; k < 6; ++k) {
@@ -141,25 +158,38 @@ void DecodeIntraMacroblock(Picture& p, unsigned codedMask, const MacroblockPlane
         if (end[k] != 0) {
             p.idct.toPixels(p.coefficients.block[k], place.dst, place.stride);
         }
-        std::memset(p.coefficients.block[k], 0, sizeof(p.coefficients.block[k]));
+        ClearBlock(p.coefficients.block[k]);
     }
 }
+
+// Bit k set for each coded block k (luma 0 to 3, Cb, Cr) of a coded mask as in
+// kCodedBit, so that the loops below visit coded blocks only.
+constexpr auto kBlocksOfMask = [] {
+    struct Table {
+        uint8_t blocks[64];
+    } table{};
+    for (unsigned mask = 0; mask < 64; ++mask) {
+        for (int k = 0; k < 6; ++k) {
+            if (mask & kCodedBit[k]) table.blocks[mask] |= static_cast<uint8_t>(1u << k);
+        }
+    }
+    return table;
+}();
 
 // The residuals of the coded blocks of an inter macroblock (codedMask as in
 // kCodedBit), added onto the prediction in the current store; the samples also
 // go to the macroblock's residual buffer, as motion compensation leaves them
 // there. An abandoned block adds what the buffer still holds.
-void DecodeInterResiduals(Picture& p, unsigned codedMask, const MacroblockPlanes& mb) {
+VELTRANE_HOT_INLINE void DecodeInterResiduals(Picture& p, unsigned codedMask,
+                                              const MacroblockPlanes& mb) {
+    const unsigned blocks = kBlocksOfMask.blocks[codedMask & 63];
     int end[6];
-    for (int k = 0; k < 6; ++k) {
-        if (codedMask & kCodedBit[k]) {
-            end[k] = ReadBlockCoefficients(p.bits, p.version, p.quant, 0, p.coefficients.block[k]);
-        }
+    for (unsigned left = blocks; left != 0; left &= left - 1) {
+        const int k = __builtin_ctz(left);
+        end[k] = ReadBlockCoefficients(p.bits, p.version, p.quant, 0, p.coefficients.block[k]);
     }
-    for (int k = 0; k < 6; ++k) {
-        if (!(codedMask & kCodedBit[k])) {
-            continue;
-        }
+    for (unsigned left = blocks; left != 0; left &= left - 1) {
+        const int k = __builtin_ctz(left);
         const BlockPlace b = PlaceOfBlock(p, mb, k);
         const int16_t* block = p.coefficients.block[k];
         if (end[k] == 0) {
@@ -171,12 +201,12 @@ void DecodeInterResiduals(Picture& p, unsigned codedMask, const MacroblockPlanes
         } else {
             p.idct.add(block, b.dst, b.stride, b.samples, b.samplesStride);
         }
-        std::memset(p.coefficients.block[k], 0, sizeof(p.coefficients.block[k]));
+        ClearBlock(p.coefficients.block[k]);
     }
 }
 
 template <typename Observer>
-void DecodeIntraPicture(Picture& p, Observer& observer) {
+VELTRANE_HOT_INLINE void DecodeIntraPicture(Picture& p, Observer& observer) {
     DecodeInstance_t* d = p.decoder;
     BitCursor& bits = p.bits;
     unsigned char* const* store = d->stores[d->current];
@@ -210,7 +240,7 @@ void DecodeIntraPicture(Picture& p, Observer& observer) {
 
 // Returns 0, or 44 for a macroblock type out of range.
 template <typename Observer>
-int32_t DecodePPicture(Picture& p, Observer& observer) {
+VELTRANE_HOT_INLINE int32_t DecodePPicture(Picture& p, Observer& observer) {
     DecodeInstance_t* d = p.decoder;
     BitCursor& bits = p.bits;
     unsigned char* const* store = d->stores[d->current];
@@ -280,8 +310,10 @@ int32_t DecodePPicture(Picture& p, Observer& observer) {
                 DecodeIntraMacroblock(p, codedBlocks, mb);
             } else if (type >= kMacroblockInter && type <= kMacroblockInter4V) {
                 if (type == kMacroblockInter4V) {
-                    ReadFourMotionVectors(bits, mbIndex, x / 16, perRow, d->mbTypes, d->mbVectors,
+                    BitCursor four = bits;  // keeps the loop's cursor in registers
+                    ReadFourMotionVectors(four, mbIndex, x / 16, perRow, d->mbTypes, d->mbVectors,
                                           firstRow);
+                    bits = four;
                 } else {
                     ReadOneMotionVector(bits, mbIndex, x / 16, perRow, d->mbTypes, d->mbVectors,
                                         firstRow);

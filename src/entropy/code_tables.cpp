@@ -355,4 +355,21 @@ constexpr CbpyFlatTable kCbpyFlat = kBuiltCbpy.table;
 constexpr MvdFlatTable kMvdFlat = kBuiltMvd.table;
 constexpr TcoefFlatTable kTcoefFlat = kBuiltTcoef.table;
 
+constexpr TcoefSignedEventTable kTcoefSignedEvents = [] {
+    TcoefSignedEventTable table{};
+    for (uint32_t i = 0; i < (1u << kTcoefSignedBits); ++i) {
+        const uint32_t bits = i << (32 - kTcoefSignedBits);
+        const FlatCodeEntry entry = LookUpFlat(kTcoefFlat, bits);
+        if (entry.length == 0 || entry.value < 0 || entry.length + 1 > kTcoefSignedBits) {
+            continue;
+        }
+        const uint32_t sign = (bits >> (31 - entry.length)) & 1;
+        const uint32_t run = (static_cast<uint32_t>(entry.value) >> kTcoefEventRunShift) & 63;
+        const uint32_t last = (entry.value & kTcoefEventLast) ? 1 : 0;
+        table.events[i] = (entry.length + 1u) | (run << 4) | (last << 10) | (sign << 11) |
+                          (static_cast<uint32_t>(entry.value & 0xFF) << 16);
+    }
+    return table;
+}();
+
 }  // namespace veltrane

@@ -28,6 +28,14 @@ int SignExtend(uint32_t value, unsigned bits) {
 
 }  // namespace
 
+uint64_t LoadFrameTail(const unsigned char* buffer, uint32_t bufferSize, uint32_t byte) {
+    uint64_t word = 0;
+    for (uint32_t i = 0; i < 8 && byte + i < bufferSize; ++i) {
+        word |= uint64_t{buffer[byte + i]} << (56 - 8 * i);
+    }
+    return word;
+}
+
 TcoefEvent ReadEscapedEvent(BitCursor& bits, int version) {
     unsigned levelBits = 8;
     if (version != 0) {

@@ -48,7 +48,7 @@ struct TcoefEvent {
 TcoefEvent ReadEscapedEvent(BitCursor& bits, int version);
 
 // Reads one TCOEF event at the cursor; the same rules as DecodeBlockCoefficients.
-inline TcoefEvent ReadTcoefEvent(BitCursor& bits, int version) {
+VELTRANE_HOT_INLINE TcoefEvent ReadTcoefEvent(BitCursor& bits, int version) {
     const uint32_t word = bits.Peek();
     const FlatCodeEntry entry = LookUpFlat(kTcoefFlat, word);
     if (entry.length == 0) {
@@ -61,7 +61,10 @@ inline TcoefEvent ReadTcoefEvent(BitCursor& bits, int version) {
     }
     bits.Skip(entry.length);
     if (entry.value == kTcoefEscapeEvent) {
-        return ReadEscapedEvent(bits, version);
+        BitCursor escape = bits;  // keeps the caller's cursor in registers
+        const TcoefEvent event = ReadEscapedEvent(escape, version);
+        bits = escape;
+        return event;
     }
     TcoefEvent event{(entry.value & kTcoefEventLast) ? 1 : 0,
                      (entry.value >> kTcoefEventRunShift) & 63, entry.value & 0xFF};
@@ -84,24 +87,24 @@ inline TcoefEvent ReadTcoefEvent(BitCursor& bits, int version) {
 // An event from the table with its sign bit inside the frame takes the fast way:
 // its level (at most 12) cannot reach the dequantisation limits. Escapes, failed
 // lookups and a frame ending at the sign go through ReadTcoefEvent.
-inline int ReadBlockCoefficients(BitCursor& bits, int version, int quant, int scan,
-                                 int16_t* block) {
+VELTRANE_HOT_INLINE int ReadBlockCoefficients(BitCursor& bits, int version, int quant, int scan,
+                                              int16_t* block) {
     const int twiceQuant = 2 * quant;
     const int rounding = (quant & 1) ? quant : quant - 1;
     for (;;) {
-        const uint32_t word = bits.Peek();
-        const FlatCodeEntry entry = LookUpFlat(kTcoefFlat, word);
+        const uint32_t event = kTcoefSignedEvents.events[bits.Peek() >> (32 - kTcoefSignedBits)];
+        const uint32_t length = event & 15;  // code and sign; 0: the general way
         int last;
-        if (entry.length != 0 && entry.value >= 0 && entry.length < bits.BitsLeft()) {
-            bits.Skip(entry.length + 1u);
-            scan += (entry.value >> kTcoefEventRunShift) & 63;
+        if (length - 1 < bits.BitsLeft()) {
+            bits.Skip(length);
+            scan += (event >> 4) & 63;
             if (scan > 63) {
                 return 0;
             }
-            const int magnitude = twiceQuant * (entry.value & 0xFF) + rounding;
-            const bool negative = (word >> (31 - entry.length)) & 1;
-            block[ZigzagScan[scan]] = static_cast<int16_t>(negative ? -magnitude : magnitude);
-            last = entry.value & kTcoefEventLast;
+            const int magnitude = twiceQuant * static_cast<int>(event >> 16) + rounding;
+            const int negative = -static_cast<int>((event >> 11) & 1);
+            block[ZigzagScan[scan]] = static_cast<int16_t>((magnitude ^ negative) - negative);
+            last = event & (1u << 10);
         } else {
             const TcoefEvent event = ReadTcoefEvent(bits, version);
             scan += event.run;
@@ -119,7 +122,7 @@ inline int ReadBlockCoefficients(BitCursor& bits, int version, int quant, int sc
 }
 
 // INTRADC: 8 bits, 255 standing for 128. Out of data: 0 and error 4.
-inline int ReadIntraDc(BitCursor& bits) {
+VELTRANE_HOT_INLINE int ReadIntraDc(BitCursor& bits) {
     if (bits.BitsLeft() < 8) {
         bits.RecordError(kFifoErrorOutOfData);
         return 0;

@@ -43,9 +43,20 @@ extern const CbpyFlatTable kCbpyFlat;
 extern const MvdFlatTable kMvdFlat;
 extern const TcoefFlatTable kTcoefFlat;
 
+// TCOEF events of codes up to 9 bits with their sign bit, for the coefficient
+// loop: indexed by the next 10 bits. An entry is 0 where the loop must take the
+// general way (longer codes, ESCAPE, bits that begin no code); else bits 0-3 hold
+// the code's length plus the sign bit, bits 4-9 RUN, bit 10 LAST, bit 11 the sign
+// and bits 16-31 |LEVEL|.
+inline constexpr int kTcoefSignedBits = 10;
+struct TcoefSignedEventTable {
+    uint32_t events[1 << kTcoefSignedBits];
+};
+extern const TcoefSignedEventTable kTcoefSignedEvents;
+
 // The entry for the 32 bits that begin at the reader's position.
 template <typename Table>
-inline FlatCodeEntry LookUpFlat(const Table& table, uint32_t bits) {
+constexpr FlatCodeEntry LookUpFlat(const Table& table, uint32_t bits) {
     FlatCodeEntry entry = table.root[bits >> (32 - Table::kRootBits)];
     if (entry.subtable != 0) {
         entry = table.sub[entry.subtable - 1][(bits << Table::kRootBits) >> (32 - Table::kSubBits)];

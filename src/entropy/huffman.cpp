@@ -60,9 +60,19 @@ int BuildHuffDecodeTable(DecodeInstance_t* decoder, const int16_t* codeTable, vo
 
 void FreeHuffDecodeTable(DecodeInstance_t* decoder, void* node) {
     auto* entries = static_cast<HuffDecodeEntry_t*>(node);
-    for (uint32_t i = 0; i < kNodeEntries; ++i) {
-        if (entries[i].next != nullptr) {
-            FreeHuffDecodeTable(decoder, entries[i].next);
+    // Most entries have no child: four are looked at with one test.
+    for (uint32_t i = 0; i < kNodeEntries; i += 4) {
+        const uintptr_t any = reinterpret_cast<uintptr_t>(entries[i].next) |
+                              reinterpret_cast<uintptr_t>(entries[i + 1].next) |
+                              reinterpret_cast<uintptr_t>(entries[i + 2].next) |
+                              reinterpret_cast<uintptr_t>(entries[i + 3].next);
+        if (any == 0) {
+            continue;
+        }
+        for (uint32_t k = i; k < i + 4; ++k) {
+            if (entries[k].next != nullptr) {
+                FreeHuffDecodeTable(decoder, entries[k].next);
+            }
         }
     }
     decoder->support->QXFreePtr(node);

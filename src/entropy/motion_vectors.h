@@ -53,8 +53,9 @@ inline int32_t MedianOfThree(int32_t a, int32_t b, int32_t c) {
 // The same for the one vector of any other inter macroblock, into its first vector.
 // The left candidate of a four-vector neighbour is its upper-right vector, the
 // candidates above its lower-left one.
-inline void ReadOneMotionVector(BitCursor& bits, int mbIndex, int column, int perRow,
-                                const int16_t* mbTypes, macroblockvec_t* mbVectors, bool firstRow) {
+VELTRANE_HOT_INLINE void ReadOneMotionVector(BitCursor& bits, int mbIndex, int column, int perRow,
+                                             const int16_t* mbTypes, macroblockvec_t* mbVectors,
+                                             bool firstRow) {
     MotionVector_t& vector = mbVectors[mbIndex].vectors[0];
     bits.Decode(kMvdFlat, &vector.x);
     bits.Decode(kMvdFlat, &vector.y);

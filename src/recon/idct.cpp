@@ -4,6 +4,11 @@
 // take 32-bit input as it is.
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "recon/idct_kernels.h"
 #include "recon/idct_passes.h"
@@ -12,15 +17,40 @@
 namespace {
 
 // Copies the coefficients into `narrow`; false if one does not fit 16 bits.
+// This runs before every exported transform, so it works on vector lanes: with
+// the instructions every x86-64 processor has, or the compiler's vector types.
+#if defined(__SSE2__)
 bool NarrowCoefficients(const int32_t* coefficients, int16_t* narrow) {
-    uint32_t outside = 0;
-    for (int i = 0; i < 64; ++i) {
-        const int32_t c = coefficients[i];
-        outside |= static_cast<uint32_t>(c + 32768) & 0xFFFF0000u;
-        narrow[i] = static_cast<int16_t>(c);
+    const __m128i bias = _mm_set1_epi32(32768);
+    const __m128i above15 = _mm_set1_epi32(static_cast<int32_t>(0xFFFF0000u));
+    __m128i outside = _mm_setzero_si128();
+    for (int i = 0; i < 64; i += 8) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(coefficients + i));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(coefficients + i + 4));
+        // Values in -32768..32767 become 0..65535 with the bias: nothing above bit 15.
+        outside =
+            _mm_or_si128(outside, _mm_or_si128(_mm_add_epi32(a, bias), _mm_add_epi32(b, bias)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(narrow + i), _mm_packs_epi32(a, b));
     }
-    return outside == 0;
+    return _mm_movemask_epi8(
+               _mm_cmpeq_epi32(_mm_and_si128(outside, above15), _mm_setzero_si128())) == 0xFFFF;
 }
+#else
+bool NarrowCoefficients(const int32_t* coefficients, int16_t* narrow) {
+    typedef int32_t Wide __attribute__((vector_size(16)));
+    typedef int16_t Narrow __attribute__((vector_size(8)));
+    Wide outside = {};
+    for (int i = 0; i < 64; i += 4) {
+        Wide wide;
+        std::memcpy(&wide, coefficients + i, sizeof(wide));
+        // Values in -32768..32767 become 0..65535 with the bias: nothing above bit 15.
+        outside |= (wide + 32768) & static_cast<int32_t>(0xFFFF0000u);
+        const Narrow packed = __builtin_convertvector(wide, Narrow);
+        std::memcpy(narrow + i, &packed, sizeof(packed));
+    }
+    return (outside[0] | outside[1] | outside[2] | outside[3]) == 0;
+}
+#endif
 
 }  // namespace
 

@@ -160,7 +160,7 @@ inline void TransformToResidual(const T* coefficients, int16_t* dst, ptrdiff_t s
 
 template <typename T>
 inline void TransformCornerToResidual(const T* coefficients, int16_t* dst, ptrdiff_t stride) {
-    int32_t ws[64];
+    int32_t ws[64] = {};  // columns 4 to 7 stay zero: no compiler can doubt they are set
     InverseCornerColumns(coefficients, ws);
     CornerRowsToResidual(ws, dst, stride);
 }

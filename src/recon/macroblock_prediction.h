@@ -6,6 +6,7 @@
 
 #include <cstddef>
 
+#include "core/bit_cursor.h"
 #include "recon/mc_kernels.h"
 #include "veltrane/decoder.h"
 
@@ -14,7 +15,7 @@ namespace veltrane {
 // Chroma component of a one-vector macroblock from its luma component: halving
 // a luma half-sample vector gives quarter samples of chroma, and quarter
 // positions move to the half-sample position between them.
-inline int ChromaComponentOneVector(int v) {
+constexpr int ChromaComponentOneVector(int v) {
     const int a = v < 0 ? -v : v;
     const int c = (a >> 1) | ((a & 3) != 0 ? 1 : 0);
     return v < 0 ? -c : c;
@@ -22,7 +23,7 @@ inline int ChromaComponentOneVector(int v) {
 
 // Chroma component of a four-vector macroblock from the sum of its four luma
 // components, i.e. eight times the chroma component in sixteenth samples.
-inline int ChromaComponentFourVectors(int sum) {
+constexpr int ChromaComponentFourVectors(int sum) {
     constexpr unsigned char kChromaRoundingTable[16] = {0, 0, 0, 1, 1, 1, 1, 1,
                                                         1, 1, 1, 1, 1, 1, 2, 2};
     const int a = sum < 0 ? -sum : sum;
@@ -30,12 +31,50 @@ inline int ChromaComponentFourVectors(int sum) {
     return sum < 0 ? -c : c;
 }
 
+// The one-vector rule for every luma component -32..31, indexed by component + 32.
+inline constexpr auto kChromaOfOneVector = [] {
+    struct Table {
+        signed char component[64];
+    } table{};
+    for (int v = -32; v < 32; ++v) {
+        table.component[v + 32] = static_cast<signed char>(ChromaComponentOneVector(v));
+    }
+    return table;
+}();
+
 // Writes the prediction of the six blocks of the macroblock at luma position
 // (x, y) into the current store: with `fourVectors` each luma block has its own
-// vector, otherwise vectors[0] serves the whole macroblock.
-void PredictMacroblock(const McKernels& kernels, unsigned char* const* refPlanes, int x, int y,
-                       const MotionVector_t* vectors, bool fourVectors, unsigned char* curY,
-                       unsigned char* curU, unsigned char* curV, int yStride, int uvStride);
+// vector, otherwise vectors[0] serves the whole macroblock. Vector components lie
+// in -32..31.
+VELTRANE_HOT_INLINE void PredictMacroblock(const McKernels& kernels,
+                                           unsigned char* const* refPlanes, int x, int y,
+                                           const MotionVector_t* vectors, bool fourVectors,
+                                           unsigned char* curY, unsigned char* curU,
+                                           unsigned char* curV, int yStride, int uvStride) {
+    int cx;
+    int cy;
+    if (fourVectors) {
+        for (int k = 0; k < 4; ++k) {
+            const int dx = 8 * (k & 1);
+            const int dy = 8 * (k >> 1);
+            const MotionVector_t& mv = vectors[k];
+            kernels.predict8[McPhaseOf(mv.x, mv.y)](
+                DisplacedSource(refPlanes[0], x + dx, y + dy, mv.x, mv.y, yStride),
+                curY + static_cast<ptrdiff_t>(dy) * yStride + dx, yStride);
+        }
+        cx = ChromaComponentFourVectors(vectors[0].x + vectors[1].x + vectors[2].x + vectors[3].x);
+        cy = ChromaComponentFourVectors(vectors[0].y + vectors[1].y + vectors[2].y + vectors[3].y);
+    } else {
+        const MotionVector_t& mv = vectors[0];
+        kernels.predict16[McPhaseOf(mv.x, mv.y)](
+            DisplacedSource(refPlanes[0], x, y, mv.x, mv.y, yStride), curY, yStride);
+        cx = kChromaOfOneVector.component[(mv.x + 32) & 63];
+        cy = kChromaOfOneVector.component[(mv.y + 32) & 63];
+    }
+    kernels.predictChroma[McPhaseOf(cx, cy)](
+        DisplacedSource(refPlanes[1], x / 2, y / 2, cx, cy, uvStride),
+        DisplacedSource(refPlanes[2], x / 2, y / 2, cx, cy, uvStride), curU, curV, uvStride);
+}
 
 }  // namespace veltrane
 

@@ -11,11 +11,14 @@ const McKernels kMcKernelsC = {
     AddResidual8C,
     Copy8C,
     Copy16C,
-    ExtendRowEdgesC,
+    ExtendPlaneC,
 };
 
 VELTRANE_LOAD_TIME KernelTableGetter<McKernels> SelectMcKernels(unsigned cpuFeatures) {
 #if VELTRANE_X86_KERNELS
+    if (cpuFeatures & kCpuAvx2) {
+        return ReturnKernelTable<&kMcKernelsAvx2>;
+    }
     if (cpuFeatures & kCpuSse2) {
         return ReturnKernelTable<&kMcKernelsSse2>;
     }

@@ -35,9 +35,11 @@ using PredictAddKernel = void (*)(const unsigned char* src, int16_t* residual,
 using AddResidualKernel = void (*)(int16_t* residual, ptrdiff_t residualStride, unsigned char* dst,
                                    ptrdiff_t stride);
 using CopyKernel = void (*)(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
-// Sets the 16 bytes left and right of each of `height` rows to the row's edge samples.
-using ExtendRowEdgesKernel = void (*)(unsigned char* plane, int width, int height,
-                                      ptrdiff_t stride);
+// Extends a plane of width x height samples (both at least 1) into its 16-sample
+// border: the 16 bytes left and right of each row take the row's edge samples, then
+// the first and the last row, borders included, are copied into the 16 rows above
+// and below.
+using ExtendPlaneKernel = void (*)(unsigned char* plane, int width, int height, ptrdiff_t stride);
 
 struct McKernels {
     PredictKernel predict8[4];  // by McPhase
@@ -47,7 +49,7 @@ struct McKernels {
     AddResidualKernel addResidual8;
     CopyKernel copy8;
     CopyKernel copy16;
-    ExtendRowEdgesKernel extendRowEdges;
+    ExtendPlaneKernel extendPlane;
 };
 
 // The plain kernels.
@@ -79,12 +81,15 @@ void AddResidual8C(int16_t* residual, ptrdiff_t residualStride, unsigned char* d
                    ptrdiff_t stride);
 void Copy8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
 void Copy16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
-void ExtendRowEdgesC(unsigned char* plane, int width, int height, ptrdiff_t stride);
+void ExtendPlaneC(unsigned char* plane, int width, int height, ptrdiff_t stride);
 
 extern const McKernels kMcKernelsC;
 #if VELTRANE_X86_KERNELS
-extern const McKernels
-    kMcKernelsSse2;  // also serves AVX2 processors: 8-sample rows gain nothing from wider registers
+extern const McKernels kMcKernelsSse2;
+// The SSE2 table but for the border fill: 8- and 16-sample rows gain nothing from
+// wider registers.
+extern const McKernels kMcKernelsAvx2;
+void ExtendPlaneAvx2(unsigned char* plane, int width, int height, ptrdiff_t stride);
 #endif
 #if VELTRANE_NEON_KERNELS
 extern const McKernels kMcKernelsNeon;

@@ -134,11 +134,18 @@ void Copy16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
     CopyRows<4>(src, dst, stride, 16);
 }
 
-void ExtendRowEdgesC(unsigned char* plane, int width, int height, ptrdiff_t stride) {
+void ExtendPlaneC(unsigned char* plane, int width, int height, ptrdiff_t stride) {
     for (int r = 0; r < height; ++r) {
         unsigned char* row = plane + r * stride;
         std::memset(row - 16, row[0], 16);
         std::memset(row + width, row[width - 1], 16);
+    }
+    const size_t rowBytes = static_cast<size_t>(width) + 32;
+    const unsigned char* first = plane - 16;
+    const unsigned char* last = plane + (height - 1) * stride - 16;
+    for (int r = 1; r <= 16; ++r) {
+        std::memcpy(plane - r * stride - 16, first, rowBytes);
+        std::memcpy(plane + (height - 1 + r) * stride - 16, last, rowBytes);
     }
 }
 

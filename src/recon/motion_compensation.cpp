@@ -1,8 +1,7 @@
 // Reconstruction of inter macroblocks: prediction of the six 8x8 blocks from
-// the reference store plus residual (MotionCompensation), the prediction alone
-// for the picture loop (PredictMacroblock), the copy of a not-coded macroblock
-// (CopyRefMacroBlock), and the saturation of a whole macroblock of 16-bit sums
-// into a store (ClipMacroBlock).
+// the reference store plus residual (MotionCompensation), the copy of a
+// not-coded macroblock (CopyRefMacroBlock), and the saturation of a whole
+// macroblock of 16-bit sums into a store (ClipMacroBlock).
 #include <cstddef>
 #include <cstdint>
 
@@ -48,29 +47,6 @@ inline void ClipRows(int16_t* values, unsigned char* dst, int stride, int rows, 
 }
 
 }  // namespace
-
-void PredictMacroblock(const McKernels& kernels, unsigned char* const* refPlanes, int x, int y,
-                       const MotionVector_t* vectors, bool fourVectors, unsigned char* curY,
-                       unsigned char* curU, unsigned char* curV, int yStride, int uvStride) {
-    if (fourVectors) {
-        for (int k = 0; k < 4; ++k) {
-            const int dx = 8 * (k & 1);
-            const int dy = 8 * (k >> 1);
-            const MotionVector_t& mv = vectors[k];
-            kernels.predict8[McPhaseOf(mv.x, mv.y)](
-                DisplacedSource(refPlanes[0], x + dx, y + dy, mv.x, mv.y, yStride),
-                curY + static_cast<ptrdiff_t>(dy) * yStride + dx, yStride);
-        }
-    } else {
-        const MotionVector_t& mv = vectors[0];
-        kernels.predict16[McPhaseOf(mv.x, mv.y)](
-            DisplacedSource(refPlanes[0], x, y, mv.x, mv.y, yStride), curY, yStride);
-    }
-    const ChromaVector c = ChromaVectorOf(vectors, fourVectors);
-    kernels.predictChroma[McPhaseOf(c.x, c.y)](
-        DisplacedSource(refPlanes[1], x / 2, y / 2, c.x, c.y, uvStride),
-        DisplacedSource(refPlanes[2], x / 2, y / 2, c.x, c.y, uvStride), curU, curV, uvStride);
-}
 
 }  // namespace veltrane
 

@@ -192,36 +192,37 @@ void CheckCopy(Checker& checker, const InstructionSet& set, const std::string& n
     CheckPredict(checker, set, name, size, c, simd);
 }
 
-void CheckExtendRowEdges(Checker& checker, const InstructionSet& set, ExtendRowEdgesKernel c,
-                         ExtendRowEdgesKernel simd) {
-    const std::string name = "mc.extendRowEdges";
+void CheckExtendPlane(Checker& checker, const InstructionSet& set, ExtendPlaneKernel c,
+                      ExtendPlaneKernel simd) {
+    const std::string name = "mc.extendPlane";
     if (!checker.Wanted(name)) return;
     Random& random = checker.random();
     for (int trial = 0; trial < 100; ++trial) {
         const int width = random.Between(1, 80);
         const int height = random.Between(1, 20);
         const ptrdiff_t stride = width + 32 + random.Between(0, 9);
-        GuardedBuffer expected(stride * height);
-        GuardedBuffer actual(stride * height);
+        const size_t bytes = static_cast<size_t>(stride) * (height + 31) + width + 32;
+        GuardedBuffer expected(bytes);
+        GuardedBuffer actual(bytes);
         random.FillBytes(expected.data(), expected.size());
         std::memcpy(actual.data(), expected.data(), expected.size());
-        // The plane's last row ends with its right border at the end of the memory.
-        const ptrdiff_t origin =
-            static_cast<ptrdiff_t>(expected.size()) - (height - 1) * stride - width - 16;
+        // The last border row ends at the end of the memory.
+        const ptrdiff_t origin = 16 * stride + 16;
         c(expected.data() + origin, width, height, stride);
         simd(actual.data() + origin, width, height, stride);
         const std::string diff =
-            CompareBytes(expected.data(), actual.data(), static_cast<int>(stride), height, stride);
+            CompareBytes(expected.data(), actual.data(), static_cast<int>(bytes), 1, 0);
         if (!diff.empty()) {
-            checker.Fail(name, set.name, diff);
+            checker.Fail(name, set.name, "width " + std::to_string(width) + ": " + diff);
             return;
         }
     }
     checker.Pass(name, set.name);
-    GuardedBuffer plane((352 + 32) * 288);
+    GuardedBuffer plane((352 + 32) * (288 + 32));
     checker.Bench(
-        name + " 352x288", set.name, [&] { c(plane.data() + 16, 352, 288, 352 + 32); },
-        [&] { simd(plane.data() + 16, 352, 288, 352 + 32); });
+        name + " 352x288", set.name,
+        [&] { c(plane.data() + 16 * (352 + 32) + 16, 352, 288, 352 + 32); },
+        [&] { simd(plane.data() + 16 * (352 + 32) + 16, 352, 288, 352 + 32); });
 }
 
 }  // namespace
@@ -261,8 +262,8 @@ void CheckMcKernels(Checker& checker) {
             CheckCopy(checker, set, "mc.copy8", 8, c.copy8, simd.copy8);
         if (Differs(c.copy16, simd.copy16))
             CheckCopy(checker, set, "mc.copy16", 16, c.copy16, simd.copy16);
-        if (Differs(c.extendRowEdges, simd.extendRowEdges))
-            CheckExtendRowEdges(checker, set, c.extendRowEdges, simd.extendRowEdges);
+        if (Differs(c.extendPlane, simd.extendPlane))
+            CheckExtendPlane(checker, set, c.extendPlane, simd.extendPlane);
     }
 }
 

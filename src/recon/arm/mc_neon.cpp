@@ -146,11 +146,33 @@ void PredictDiagonal16Neon(const unsigned char* src, unsigned char* dst, ptrdiff
     }
 }
 
-void ExtendRowEdgesNeon(unsigned char* plane, int width, int height, ptrdiff_t stride) {
-    for (int r = 0; r < height; ++r, plane += stride) {
-        vst1q_u8(plane - 16, vdupq_n_u8(plane[0]));
-        vst1q_u8(plane + width, vdupq_n_u8(plane[width - 1]));
+// Copies `bytes` from src into each of the 16 rows that follow dst at `step`
+// bytes apart (a negative step goes up), one row after the other.
+void CopyRowSixteenTimes(const unsigned char* src, unsigned char* dst, ptrdiff_t step,
+                         size_t bytes) {
+    const size_t whole = bytes & ~size_t{15};
+    unsigned char* d = dst;
+    for (int r = 0; r < 16; ++r, d += step) {
+        size_t i = 0;
+        for (; i < whole; i += 16) vst1q_u8(d + i, vld1q_u8(src + i));
+        if (i + 8 <= bytes) {
+            vst1_u8(d + i, vld1_u8(src + i));
+            i += 8;
+        }
+        for (; i < bytes; ++i) d[i] = src[i];
     }
+}
+
+void ExtendPlaneNeon(unsigned char* plane, int width, int height, ptrdiff_t stride) {
+    unsigned char* row = plane;
+    for (int r = 0; r < height; ++r, row += stride) {
+        vst1q_u8(row - 16, vdupq_n_u8(row[0]));
+        vst1q_u8(row + width, vdupq_n_u8(row[width - 1]));
+    }
+    const size_t rowBytes = static_cast<size_t>(width) + 32;
+    CopyRowSixteenTimes(plane - 16, plane - stride - 16, -stride, rowBytes);
+    unsigned char* last = plane + (height - 1) * stride - 16;
+    CopyRowSixteenTimes(last, last + stride, stride, rowBytes);
 }
 
 // Both chroma blocks, each as an 8x8 block: 8-sample rows fill a D register.
@@ -173,7 +195,7 @@ const McKernels kMcKernelsNeon = {
     AddResidual8Neon,
     Predict8<RowsCopy>,
     PredictCopy16Neon,
-    ExtendRowEdgesNeon,
+    ExtendPlaneNeon,
 };
 
 }  // namespace veltrane

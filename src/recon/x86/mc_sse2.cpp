@@ -269,13 +269,6 @@ void Copy16Sse2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) 
     PredictCopy16Sse2(src, dst, stride);
 }
 
-void ExtendRowEdgesSse2(unsigned char* plane, int width, int height, ptrdiff_t stride) {
-    for (int r = 0; r < height; ++r, plane += stride) {
-        Store16(plane - 16, _mm_set1_epi8(static_cast<char>(plane[0])));
-        Store16(plane + width, _mm_set1_epi8(static_cast<char>(plane[width - 1])));
-    }
-}
-
 }  // namespace
 
 const McKernels kMcKernelsSse2 = {
@@ -287,7 +280,21 @@ const McKernels kMcKernelsSse2 = {
     AddResidual8Sse2,
     Copy8Sse2,
     Copy16Sse2,
-    ExtendRowEdgesSse2,
+    // glibc's memcpy moves the border rows faster than 16-byte stores, so the
+    // plain kernel, which uses it, stays.
+    ExtendPlaneC,
+};
+
+const McKernels kMcKernelsAvx2 = {
+    {PredictCopy8Sse2, PredictHoriz8Sse2, PredictVert8Sse2, PredictDiagonal8Sse2},
+    {PredictCopy16Sse2, PredictHoriz16Sse2, PredictVert16Sse2, PredictDiagonal16Sse2},
+    {PredictChromaCopySse2, PredictChromaHorizSse2, PredictChromaVertSse2,
+     PredictChromaDiagonalSse2},
+    {PredictAddCopy8Sse2, PredictAddHoriz8Sse2, PredictAddVert8Sse2, PredictAddDiagonal8Sse2},
+    AddResidual8Sse2,
+    Copy8Sse2,
+    Copy16Sse2,
+    ExtendPlaneAvx2,
 };
 
 }  // namespace veltrane
