@@ -12,7 +12,7 @@
 
 namespace veltrane {
 
-// The H.263 zigzag order: entry i is the position (8 x row + column) of the i-th
+// The zigzag order: entry i is the position (8 x row + column) of the i-th
 // coefficient in scan order.
 extern const uint8_t ZigzagScan[64];
 
