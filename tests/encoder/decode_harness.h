@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "support/test_allocator.h"
@@ -53,19 +54,19 @@ private:
     bool ok_ = false;
 };
 
-// Number of samples that differ over the aligned width x height of all three planes.
-inline int CountDifferences(const enc::PlaneView& a, const enc::PlaneView& b, int alignedWidth,
-                            int alignedHeight) {
-    int differences = 0;
-    auto plane = [&](const uint8_t* p, int ps, const uint8_t* q, int qs, int w, int h) {
-        for (int r = 0; r < h; ++r) {
-            for (int c = 0; c < w; ++c) differences += p[r * ps + c] != q[r * qs + c];
-        }
-    };
-    plane(a.y, a.yStride, b.y, b.yStride, alignedWidth, alignedHeight);
-    plane(a.u, a.uvStride, b.u, b.uvStride, alignedWidth / 2, alignedHeight / 2);
-    plane(a.v, a.uvStride, b.v, b.uvStride, alignedWidth / 2, alignedHeight / 2);
-    return differences;
+// Whether the aligned width x height of all three planes are equal.
+inline bool SamePictures(const enc::PlaneView& a, const enc::PlaneView& b, int alignedWidth,
+                         int alignedHeight) {
+    for (int r = 0; r < alignedHeight; ++r) {
+        const int cr = r / 2, half = alignedWidth / 2;
+        if (!std::equal(a.y + r * a.yStride, a.y + r * a.yStride + alignedWidth,
+                        b.y + r * b.yStride) ||
+            !std::equal(a.u + cr * a.uvStride, a.u + cr * a.uvStride + half,
+                        b.u + cr * b.uvStride) ||
+            !std::equal(a.v + cr * a.uvStride, a.v + cr * a.uvStride + half, b.v + cr * b.uvStride))
+            return false;
+    }
+    return true;
 }
 
 }  // namespace veltrane::test
