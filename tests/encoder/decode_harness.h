@@ -25,7 +25,6 @@ public:
         EXPECT_EQ(allocator_.liveBlocks(), 0u);
     }
     bool ok() const { return ok_; }
-    void* decoder() const { return decoder_; }
 
     // Decodes a frame; the planes stay valid until the next decode.
     int32_t Decode(const std::vector<uint8_t>& frame, enc::PlaneView* picture) {

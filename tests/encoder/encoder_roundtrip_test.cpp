@@ -1,7 +1,7 @@
 // The decisive check: every picture the library decodes from the encoder's
 // output equals the encoder's own reconstruction, sample for sample. Also the
-// encoder's reported PSNR, its quality against the quantiser and its rate
-// control.
+// encoder's reported PSNR, its quality against the quantiser, its rate control,
+// the source format it writes and the configurations it refuses.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -177,6 +177,59 @@ TEST(EncoderQuality, PsnrRisesAsQuantiserFallsAndRateControlMeetsItsTarget) {
     }
     for (int bitrate : {64000, 256000}) {
         EXPECT_NEAR(MeanPsnrAndBits(8, bitrate, 30).second, bitrate / 25.0, 0.2 * bitrate / 25.0);
+    }
+}
+
+// The encoder picks the fixed source format for its sizes, else the 8-bit or
+// the 16-bit size fields.
+EncodedFrame EncodeGrey(int width, int height) {
+    EncoderConfig config;
+    config.width = width;
+    config.height = height;
+    enc::Encoder encoder(config);
+    std::vector<uint8_t> y(static_cast<size_t>(width * height), 100);
+    std::vector<uint8_t> uv(static_cast<size_t>(((width + 1) / 2) * ((height + 1) / 2)), 128);
+    EncodedFrame frame;
+    EXPECT_TRUE(
+        encoder.EncodeFrame({y.data(), uv.data(), uv.data(), width, (width + 1) / 2}, &frame));
+    return frame;
+}
+
+TEST(EncoderStream, SourceFormatMatchesSize) {
+    struct Case {
+        int width, height, format;
+    } cases[] = {{352, 288, 2}, {176, 144, 3}, {128, 96, 4}, {320, 240, 5}, {160, 120, 6},
+                 {100, 60, 0},  {255, 255, 0}, {256, 16, 1}, {300, 20, 1},  {160, 128, 0}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.width << "x" << c.height);
+        const EncodedFrame frame = EncodeGrey(c.width, c.height);
+        EXPECT_EQ(((frame.data[3] & 3) << 1) | (frame.data[4] >> 7), c.format);  // bits 30..32
+        DecodeHarness(c.width, c.height).ExpectAttributes(frame.data, 0, c.width, c.height);
+    }
+}
+
+TEST(EncoderStream, RefusesWhatCannotBeEncoded) {
+    std::vector<uint8_t> p(64 * 64, 0);
+    const enc::PlaneView good{p.data(), p.data(), p.data(), 64, 32};
+    EncodedFrame frame;
+    enc::Encoder encoder(EncoderConfig{.width = 64, .height = 64});
+    EXPECT_TRUE(encoder.ok());
+    EXPECT_FALSE(encoder.EncodeFrame({p.data(), nullptr, p.data(), 64, 32}, &frame));
+    EXPECT_FALSE(encoder.EncodeFrame({p.data(), p.data(), p.data(), 63, 32}, &frame));
+    EXPECT_FALSE(encoder.EncodeFrame(good, nullptr));
+    const EncoderConfig refused[] = {
+        {.width = 15, .height = 64},
+        {.width = 64, .height = 4097},
+        {.width = 64, .height = 64, .version = 2},
+        {.width = 64, .height = 64, .quantiser = 0},
+        {.width = 64, .height = 64, .quantiser = 32},
+        {.width = 64, .height = 64, .targetBitrate = -1},
+        {.width = 64, .height = 64, .targetBitrate = 1000, .frameRate = 0},
+    };
+    for (const EncoderConfig& config : refused) {
+        enc::Encoder bad(config);
+        EXPECT_FALSE(bad.ok()) << config.width << "x" << config.height;
+        EXPECT_FALSE(bad.EncodeFrame(good, &frame));
     }
 }
 
