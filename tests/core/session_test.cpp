@@ -90,22 +90,17 @@ TEST(Session, OpenDecodeIntoThePlanesAndEveryOpenFailure) {
     EXPECT_EQ(DecompressClose(nullptr), 0);
 }
 
+// Settings records of another size than 8 bytes are refused and left alone.
 TEST(Session, SettingsNeedARecordOfEightBytes) {
     TestSession s(16, 16);
-    DecompressSettings_t settings{0, 2};
-    for (uint32_t size : {0u, 12u}) {
-        settings.size = size;
-        EXPECT_EQ(DecompressSetSettings(s.get(), &settings), kStatusBadSettings);
+    for (uint32_t size : {0u, 12u, 8u}) {
+        DecompressSettings_t settings{size, 2}, read{size, 77};
+        const int32_t expected = size == 8 ? 0 : kStatusBadSettings;
+        EXPECT_EQ(DecompressSetSettings(s.get(), &settings), expected);
+        EXPECT_EQ(DecompressGetSettings(s.get(), &read), expected);
+        EXPECT_EQ(read.deblockingMethod, size == 8 ? 2 : 77);
+        EXPECT_EQ(s->decoder->deblockingMethod, size == 8 ? 2 : 0);
     }
-    EXPECT_EQ(s->decoder->deblockingMethod, 0);
-    settings.size = 8;
-    EXPECT_EQ(DecompressSetSettings(s.get(), &settings), 0);
-    DecompressSettings_t read{12, 77};
-    EXPECT_EQ(DecompressGetSettings(s.get(), &read), kStatusBadSettings);
-    EXPECT_EQ(read.deblockingMethod, 77);
-    read.size = 8;
-    EXPECT_EQ(DecompressGetSettings(s.get(), &read), 0);
-    EXPECT_EQ(read.deblockingMethod, 2);
 }
 
 // 160x120 decodes 128 rows; the exact-size image has room for 120 only.
