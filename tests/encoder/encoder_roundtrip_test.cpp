@@ -7,7 +7,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "decode_harness.h"
+#include "support/test_decoder.h"
+#include "support/test_sequence.h"
 #include "veltrane_encoder/encoder.h"
 
 namespace veltrane::test {
@@ -25,6 +26,18 @@ double Psnr(const uint8_t* a, int as, const uint8_t* b, int bs, int w, int h) {
     return sse == 0 ? 100 : 10 * std::log10(255.0 * 255.0 * w * h / sse);
 }
 
+// The aligned Y, U and V samples of a picture, back to back (as TestDecoder::Decoded).
+std::vector<uint8_t> Samples(const enc::PlaneView& p, int alignedWidth, int alignedHeight) {
+    std::vector<uint8_t> out;
+    for (int k = 0; k < 3; ++k) {
+        const uint8_t* plane = k == 0 ? p.y : k == 1 ? p.u : p.v;
+        const int stride = k == 0 ? p.yStride : p.uvStride, w = alignedWidth >> (k != 0);
+        for (int r = 0; r < alignedHeight >> (k != 0); ++r)
+            out.insert(out.end(), plane + r * stride, plane + r * stride + w);
+    }
+    return out;
+}
+
 // Encodes `frames` frames of the test sequence and decodes each one. The
 // reported PSNR covers the visible picture only, with chroma of
 // (width + 1) / 2 x (height + 1) / 2, compared with what the decoder shows.
@@ -33,18 +46,25 @@ void EncodeAndCompare(const EncoderConfig& config, int frames, int sceneChange, 
     enc::Encoder encoder(config);
     ASSERT_TRUE(encoder.ok());
     TestSequence sequence(config.width, config.height, sceneChange);
-    DecodeHarness decoder(config.width, config.height);
-    ASSERT_TRUE(decoder.ok());
+    TestDecoder decoder(config.width, config.height);
     const int w = config.width, h = config.height, cw = (w + 1) / 2, ch = (h + 1) / 2;
     for (int k = 0; k < frames; ++k) {
         const enc::PlaneView s = sequence.Frame(k);
         EncodedFrame frame;
         ASSERT_TRUE(encoder.EncodeFrame(s, &frame));
-        decoder.ExpectAttributes(frame.data, frame.pictureType, w, h);
-        enc::PlaneView d;
-        ASSERT_EQ(decoder.Decode(frame.data, &d), 0) << "frame " << k;
-        ASSERT_TRUE(SamePictures(d, encoder.Reconstruction(), (w + 15) & ~15, (h + 15) & ~15))
+        uint32_t attributes[3] = {9, 0, 0};  // picture type, width, height
+        ASSERT_EQ(GetFrameAttributes(decoder.get(), frame.data.data(),
+                                     static_cast<uint32_t>(frame.data.size()), &attributes[0],
+                                     &attributes[1], &attributes[2]),
+                  0);
+        EXPECT_EQ(std::vector<uint32_t>(attributes, attributes + 3),
+                  (std::vector<uint32_t>{uint32_t(frame.pictureType), uint32_t(w), uint32_t(h)}));
+        ASSERT_EQ(decoder.Decode(frame.data), 0) << "frame " << k;
+        ASSERT_TRUE(decoder.Decoded() ==
+                    Samples(encoder.Reconstruction(), (w + 15) & ~15, (h + 15) & ~15))
             << "frame " << k << " type " << frame.pictureType;
+        const enc::PlaneView d{decoder.planes[0], decoder.planes[1], decoder.planes[2],
+                               decoder.yStride, decoder.uvStride};
         EXPECT_NEAR(frame.psnrY, Psnr(s.y, s.yStride, d.y, d.yStride, w, h), 1e-9);
         EXPECT_NEAR(frame.psnrU, Psnr(s.u, s.uvStride, d.u, d.uvStride, cw, ch), 1e-9);
         EXPECT_NEAR(frame.psnrV, Psnr(s.v, s.uvStride, d.v, d.uvStride, cw, ch), 1e-9);
