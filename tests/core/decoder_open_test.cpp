@@ -82,8 +82,7 @@ TEST(MemoryServices, AlignedAndFilledBlocks) {
         EXPECT_EQ(support.QXAllocPtrAligned(100, alignment), nullptr);
     EXPECT_EQ(support.QXAllocPtr(UINT32_MAX - 8), nullptr);
     EXPECT_EQ(allocator.allocations(), 0);
-    for (uint32_t size : {0u, 1u, 31u, 1000u}) {
-        const int32_t alignment = 4 << size % 6;
+    for (const auto& [size, alignment] : {std::pair{0u, 4}, {1u, 8}, {31u, 64}, {1000u, 128}}) {
         void* aligned = support.QXAllocPtrAligned(40, alignment);
         EXPECT_EQ(reinterpret_cast<uintptr_t>(aligned) % static_cast<uintptr_t>(alignment), 0u);
         support.QXFreePtrAligned(aligned);
