@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include "support/stream_builder.h"
-#include "support/test_allocator.h"
 
 namespace veltrane::test {
 namespace {
@@ -54,18 +53,6 @@ TEST(BitReader, ErrorIsCollectedOnceAndSurvivesANewBuffer) {
     EXPECT_EQ(ReadBits(&fifo, 8), 0x34u);
     EXPECT_EQ(GetLastFifoError(&fifo), uint32_t{kFifoErrorOutOfData});
     EXPECT_EQ(GetLastFifoError(&fifo), 0u);
-
-    TestAllocator allocator;
-    fifo_t* reader = nullptr;
-    OpenFifo(&allocator, &reader);
-    ASSERT_NE(reader, nullptr);
-    EXPECT_EQ(reader->error, 0u);
-    CloseFifo(reader);
-    CloseFifo(nullptr);
-    EXPECT_EQ(allocator.liveBlocks(), 0u);
-    allocator.FailAt(1);
-    OpenFifo(&allocator, &reader);
-    EXPECT_EQ(reader, nullptr);
 }
 
 // The writer sets and clears the bits it writes, pads to a byte with zeros and

@@ -90,36 +90,43 @@ TEST(Session, OpenDecodeIntoThePlanesAndEveryOpenFailure) {
     EXPECT_EQ(DecompressClose(nullptr), 0);
 }
 
+// Settings records of another size than 8 bytes are refused and left alone.
 TEST(Session, SettingsNeedARecordOfEightBytes) {
     TestSession s(16, 16);
-    DecompressSettings_t settings{0, 2};
-    for (uint32_t size : {0u, 12u}) {
-        settings.size = size;
-        EXPECT_EQ(DecompressSetSettings(s.get(), &settings), kStatusBadSettings);
+    for (uint32_t size : {0u, 12u, 8u}) {
+        DecompressSettings_t settings{size, 2}, read{size, 77};
+        const int32_t expected = size == 8 ? 0 : kStatusBadSettings;
+        EXPECT_EQ(DecompressSetSettings(s.get(), &settings), expected);
+        EXPECT_EQ(DecompressGetSettings(s.get(), &read), expected);
+        EXPECT_EQ(read.deblockingMethod, size == 8 ? 2 : 77);
+        EXPECT_EQ(s->decoder->deblockingMethod, size == 8 ? 2 : 0);
     }
-    EXPECT_EQ(s->decoder->deblockingMethod, 0);
-    settings.size = 8;
-    EXPECT_EQ(DecompressSetSettings(s.get(), &settings), 0);
-    DecompressSettings_t read{12, 77};
-    EXPECT_EQ(DecompressGetSettings(s.get(), &read), kStatusBadSettings);
-    EXPECT_EQ(read.deblockingMethod, 77);
-    read.size = 8;
-    EXPECT_EQ(DecompressGetSettings(s.get(), &read), 0);
-    EXPECT_EQ(read.deblockingMethod, 2);
 }
 
-// 160x120 decodes 128 rows; the exact-size image has room for 120 only.
-TEST(Session, BgraImageGetsThePicturesOwnSizeNotTheMacroblockGrid) {
-    TestSession s(160, 120);
+// 160x120 decodes 128 rows; the exact-size image has room for 120 only. An
+// alpha session's luma becomes the alpha channel, read with its own stride.
+TEST(Session, BgraImageOfThePicturesOwnSizeAndAlpha) {
+    TestSession s(160, 120), alpha(160, 120);
     const int mbs = MbCount(160, 120);
-    auto dc = [mbs](int i, int b) { return b < 4 && i == mbs - 1 ? 235 : 255; };
+    const Bytes picture = FlatIntraPicture(FieldsForSize(160, 120), mbs, [mbs](int i, int b) {
+        return b < 4 && i == mbs - 1 ? 235 : 255;  // the last macroblock's luma white
+    });
     Image image(160, 120);
-    ASSERT_EQ(s.Decode(FlatIntraPicture(FieldsForSize(160, 120), mbs, dc), &image.image), 0);
+    ASSERT_EQ(s.Decode(picture, &image.image), 0);
     EXPECT_EQ(s->planes->y[127 * s->yStride + 159], 235);  // the last macroblock row is decoded
-    EXPECT_EQ(image.At(0, 0), 0xFF828282u);
     EXPECT_EQ(image.At(143, 111), 0xFF828282u);
     EXPECT_EQ(image.At(159, 119), 0xFFFEFEFEu);
     for (uint32_t p : image.pixels) ASSERT_NE(p, kSentinel);
+
+    // Alpha: 0 in the first luma block, 200 everywhere else.
+    auto dc = [](int i, int b) { return i == 0 && b == 0 ? 0 : 200; };
+    ASSERT_EQ(alpha.Decode(FlatIntraPicture(FieldsForSize(160, 120), mbs, dc)), 0);
+    EXPECT_EQ(DecompressSetAlpha(s.get(), alpha.get()), 0);
+    EXPECT_EQ(s->planes->alpha, alpha->planes->y);
+    ASSERT_EQ(s.Decode(picture, &image.image), 0);
+    EXPECT_EQ(image.At(0, 7), 0u);
+    EXPECT_EQ(image.At(8, 7), 0xC8828282u);
+    EXPECT_EQ(image.At(159, 119), 0xC8C8C8C8u);  // colours capped at alpha
 }
 
 // A frame of another size returns 30, a truncated one 4 or 12: planes, strides
@@ -143,22 +150,6 @@ TEST(Session, FailedDecodeKeepsPlanesStridesAndImage) {
         EXPECT_EQ(s.Decode(Grey(33, 17), &image.image), 0);
         EXPECT_EQ(image.At(32, 16), 0xFF828282u);
     }
-}
-
-TEST(Session, AlphaSessionLumaBecomesTheAlphaChannel) {
-    TestSession colour(32, 16), alpha(32, 16);
-    ASSERT_EQ(colour.Decode(Grey(32, 16)), 0);
-    // Alpha: 0 in the first luma block, 200 everywhere else.
-    auto dc = [](int i, int b) { return i == 0 && b == 0 ? 0 : 200; };
-    ASSERT_EQ(alpha.Decode(FlatIntraPicture(FieldsForSize(32, 16), 2, dc)), 0);
-    EXPECT_EQ(DecompressSetAlpha(colour.get(), alpha.get()), 0);
-    EXPECT_EQ(colour->planes->alpha, alpha->planes->y);
-    EXPECT_EQ(colour->alphaStride, alpha->yStride);
-    Image image(32, 16);
-    ASSERT_EQ(colour.Decode(Grey(32, 16), &image.image), 0);
-    EXPECT_EQ(image.At(0, 0), 0u);
-    EXPECT_EQ(image.At(8, 0), 0xC8828282u);
-    EXPECT_EQ(image.At(31, 15), 0xC8828282u);
 }
 
 TEST(Session, FrameInquiryAndTheReaderErrorItLeaves) {

@@ -12,6 +12,8 @@
 namespace veltrane::test {
 namespace {
 
+constexpr uint32_t kUntouched = 0x01020304u;  // HostRequest's fill
+
 class PluginHost : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -28,6 +30,7 @@ protected:
         ASSERT_NE(instance, nullptr);
         f = instance->functions;
     }
+    // The last release tells the registry, once, with the component's identifier.
     void TearDown() override {
         if (component != nullptr) {
             component->functions->DestroyDecompressor(component, instance);
@@ -62,25 +65,30 @@ protected:
 
 TEST_F(PluginHost, RegistrationAndComponentLifetime) {
     EXPECT_EQ(plugin.RegisterComponents(nullptr), kComponentFailed);
-    // A table handed in is refused; so are a missing or failing allocator and null arguments.
-    IGenericComponent* generic = nullptr;
+    // Refused: a table handed in, a failing or missing allocator, null arguments.
     auto* table = reinterpret_cast<IGenericComponentFunctions*>(&registrar);
-    EXPECT_EQ(registrar.factory(&framework, &table, &generic), kComponentFailed);
-    EXPECT_EQ(generic, nullptr);
-    allocator.FailAt(1);
-    EXPECT_EQ(registrar.factory(&framework, nullptr, &generic), kComponentFailed);
-    EXPECT_EQ(generic, nullptr);
-    allocator.FailAt(0);
     CFFrameworkObject noAllocator{&registry, nullptr};
-    generic = reinterpret_cast<IGenericComponent*>(&registrar);
-    EXPECT_EQ(registrar.factory(&noAllocator, nullptr, &generic), kComponentFailed);
-    EXPECT_EQ(generic, nullptr);
-    EXPECT_EQ(registrar.factory(nullptr, nullptr, &generic), kComponentFailed);
+    const struct {
+        CFFrameworkObject* framework;
+        IGenericComponentFunctions** table;
+        int failAt;
+    } refusals[] = {{&framework, &table, 0},
+                    {&framework, nullptr, 1},
+                    {&noAllocator, nullptr, 0},
+                    {nullptr, nullptr, 0}};
+    for (const auto& r : refusals) {
+        allocator.FailAt(r.failAt);
+        auto* generic = reinterpret_cast<IGenericComponent*>(&registrar);
+        EXPECT_EQ(registrar.factory(r.framework, r.table, &generic), kComponentFailed);
+        EXPECT_EQ(generic, nullptr);
+    }
+    allocator.FailAt(0);
     EXPECT_EQ(registrar.factory(&framework, nullptr, nullptr), kComponentFailed);
     EXPECT_EQ(component->functions->CreateDecompressor(nullptr, 0), nullptr);
 
     // A second component counts on its own and goes without telling a missing registry.
     CFFrameworkObject quiet{nullptr, &allocator};
+    IGenericComponent* generic = nullptr;
     ASSERT_EQ(registrar.factory(&quiet, nullptr, &generic), kComponentOk);
     auto* second = reinterpret_cast<IVideoDecompressorComponent*>(generic);
     const auto* c = second->functions;
@@ -88,15 +96,13 @@ TEST_F(PluginHost, RegistrationAndComponentLifetime) {
     EXPECT_EQ(c->Release(second), -1);  // a count below zero does not destroy
     EXPECT_EQ(c->Retain(second), 0);
     EXPECT_EQ(c->Retain(second), 1);
-    EXPECT_EQ(c->Retain(second), 2);
     EXPECT_EQ(component->functions->Retain(component), 2);
-    EXPECT_EQ(c->Release(second), 1);
     EXPECT_EQ(c->Release(second), 0);
     EXPECT_EQ(component->functions->Release(component), 1);
     EXPECT_TRUE(registry.calls.empty());
 }
 
-TEST_F(PluginHost, FrameTagsPostFiltersAndBrokenFrames) {
+TEST_F(PluginHost, FrameTagsAndBrokenFrames) {
     EXPECT_EQ(f->CodecSubType(instance, 0), 2);
     EXPECT_EQ(f->CodecSubType(instance, 1), -1);
     EXPECT_EQ(f->FlushAfterSeek(instance), 0);
@@ -108,7 +114,7 @@ TEST_F(PluginHost, FrameTagsPostFiltersAndBrokenFrames) {
     EXPECT_EQ(tagged.record.dataSize, tagged.frameSize() - 1);
     EXPECT_EQ(tagged.Pixel(0, 0), kRed.argb);
     EXPECT_EQ(tagged.Pixel(127, 95), kRed.argb);
-    EXPECT_EQ(tagged.Pixel(129, 95), 0x01020304u);
+    EXPECT_EQ(tagged.Pixel(129, 95), kUntouched);
 
     // Tags whose upper four bits are 0 mark data that is not decoded, whatever the lower bits.
     for (uint8_t tag : {0x00, 0x01, 0x0F}) {
@@ -117,15 +123,13 @@ TEST_F(PluginHost, FrameTagsPostFiltersAndBrokenFrames) {
         EXPECT_EQ(Decode(skipped), 0);
         EXPECT_EQ(skipped.flag, 0x5A);
         EXPECT_EQ(skipped.record.data, skipped.frameStart());
-        EXPECT_EQ(skipped.Pixel(0, 0), 0x01020304u);
+        EXPECT_EQ(skipped.Pixel(0, 0), kUntouched);
         EXPECT_EQ(f->GetFrameDimensions(instance, &skipped.record), 0);
     }
     EXPECT_EQ(Pixel32(10, 10), kRed.argb);
     HostRequest untagged(IntraFrame(128, 96, kGrey.dcs), 128, 96, false);
-    EXPECT_EQ(f->GetFrameDimensions(instance, &untagged.record), 0);
     EXPECT_EQ(Decode(untagged), 1);
     EXPECT_EQ(untagged.record.data, untagged.frameStart());
-    EXPECT_EQ(Pixel32(10, 10), kGrey.argb);
 
     // Skipped-macroblock pictures of every kind keep showing the reference.
     for (auto frame : {SkipFrame(128, 96, kInter), SkipFrame(128, 96, kDisposable),
@@ -135,14 +139,6 @@ TEST_F(PluginHost, FrameTagsPostFiltersAndBrokenFrames) {
         EXPECT_EQ(Decode(skip), 1);
     }
     EXPECT_EQ(Pixel32(127, 95), kGrey.argb);
-    // Post-filter flags change only the deblocking setting: decoding goes on alike.
-    for (uint32_t postFilter : {1u, 2u, 3u, 4u, 14u, 0xFFFFFFFFu}) {
-        HostRequest filtered(Tagged(IntraFrame(128, 96, kWhite.dcs)), 128, 96);
-        filtered.record.postFilter = postFilter;
-        filtered.WithBuffer();
-        EXPECT_EQ(Decode(filtered), 1);
-        EXPECT_EQ(filtered.Pixel(64, 48), kWhite.argb);
-    }
     // Broken frames fail with the size their header gives, and leave the last picture.
     HostRequest broken(std::vector<uint8_t>{0x30, 0x00, 0x01}, 128, 96);
     EXPECT_EQ(Decode(broken), 0);
@@ -153,31 +149,29 @@ TEST_F(PluginHost, FrameTagsPostFiltersAndBrokenFrames) {
     EXPECT_EQ(Decode(truncated), 0);
     EXPECT_EQ(truncated.width, 128u);
     EXPECT_EQ(truncated.height, 96u);
-    EXPECT_EQ(Pixel32(0, 0), kWhite.argb);
+    EXPECT_EQ(Pixel32(0, 0), kGrey.argb);
 }
 
+// A frame of another size: its dimensions come before decoding; with a buffer
+// of its size the session is reopened, with one the host sized for the old
+// size it is refused and the host's values stay; without a buffer it is
+// reopened and the frame's size reported (also from the 16-bit size fields).
 TEST_F(PluginHost, FramesOfAnotherSize) {
-    // Dimensions before decoding; then with a buffer of the frame's size: reopened
-    // and converted.
     HostRequest withBuffer(Tagged(IntraFrame(176, 144, kRed.dcs)), 0, 0);
     EXPECT_EQ(f->GetFrameDimensions(instance, &withBuffer.record), 1);
     EXPECT_EQ(withBuffer.width, 176u);
     EXPECT_EQ(withBuffer.height, 144u);
-    EXPECT_EQ(withBuffer.record.data, withBuffer.frameStart());
     withBuffer.WithBuffer();
     EXPECT_EQ(Decode(withBuffer), 1);
     EXPECT_EQ(withBuffer.Pixel(175, 143), kRed.argb);
 
-    // With a buffer the host sized for 128 x 96: refused, host values kept.
     IVideoDecompressorInstance* other = component->functions->CreateDecompressor(component, 0);
     HostRequest wrongBuffer(Tagged(IntraFrame(176, 144, kRed.dcs)), 128, 96);
     wrongBuffer.WithBuffer();
     EXPECT_EQ(Decode(wrongBuffer, other), 0);
     EXPECT_EQ(wrongBuffer.width, 128u);
-    EXPECT_EQ(wrongBuffer.Pixel(0, 0), 0x01020304u);
+    EXPECT_EQ(wrongBuffer.Pixel(0, 0), kUntouched);
     EXPECT_EQ(Pixel32(0, 0, other), 0xFF000000u);  // still no picture
-    // Without a buffer: reopened, decoded, the frame's size reported; then back to
-    // 128 x 96, and on to a size given in the 16-bit header fields.
     const struct {
         int width, height;
         Colour colour;
@@ -192,21 +186,23 @@ TEST_F(PluginHost, FramesOfAnotherSize) {
     component->functions->DestroyDecompressor(component, other);
 }
 
+// Host codes 5 and 6 draw RGB565 and ARGB4444, every other code RGB555; runs
+// write exactly `count` pixels.
 TEST_F(PluginHost, BlitsInEveryHostPixelFormat) {
-    uint16_t blank[3] = {9, 9, 9};  // before the first picture: zero
-    IVideoBlitTo16Struct blankRun = {0, 0, 3, blank, 5};
-    EXPECT_EQ(f->BlitTo16(instance, &blankRun), 1);
-    EXPECT_EQ(blank[0] | blank[1] | blank[2], 0);
+    uint16_t run[6] = {9, 9, 9};  // before the first picture: zero
+    IVideoBlitTo16Struct blit = {1, 40, 5, run, 5};
+    EXPECT_EQ(f->BlitTo16(instance, &blit), 1);
+    EXPECT_EQ(run[0] | run[4], 0);
     HostRequest request(Tagged(IntraFrame(128, 96, kRed.dcs)), 128, 96);
     ASSERT_EQ(Decode(request), 1);
-    for (uint32_t format = 0; format <= 9; ++format) {
+    for (uint32_t format : {0u, 4u, 5u, 6u, 9u}) {
         const uint16_t expected = format == 5   ? kRed.rgb565
                                   : format == 6 ? kRed.argb4444
                                                 : kRed.rgb555;
-        uint16_t run[6] = {};
-        IVideoBlitTo16Struct blit = {1, 40, 5, run, format};
+        blit.pixelFormat = format;
         EXPECT_EQ(f->BlitTo16(instance, &blit), 1);
-        for (int i = 0; i < 5; ++i) EXPECT_EQ(run[i], expected) << "format " << format;
+        EXPECT_EQ(run[0], expected) << "format " << format;
+        EXPECT_EQ(run[4], expected) << "format " << format;
         EXPECT_EQ(run[5], 0);
         uint16_t single = 0;
         IVideoBlitTo16SingleStruct one = {127, 95, &single, format};
@@ -216,49 +212,14 @@ TEST_F(PluginHost, BlitsInEveryHostPixelFormat) {
     uint32_t words[129] = {};
     IVideoBlitTo32Struct row = {0, 95, 128, words};
     EXPECT_EQ(f->BlitTo32(instance, &row), 1);
-    EXPECT_EQ(words[0], kRed.argb);
     EXPECT_EQ(words[127], kRed.argb);
     EXPECT_EQ(words[128], 0u);
 }
 
-// A failed reopen leaves an instance that strips tags and does nothing else;
-// every entry answers 0 for a null instance.
-TEST_F(PluginHost, FailedReopenAndNullInstances) {
-    HostRequest first(Tagged(IntraFrame(128, 96, kGrey.dcs)), 128, 96);
-    ASSERT_EQ(Decode(first), 1);
-    allocator.FailAt(1);
-    HostRequest resized(Tagged(IntraFrame(176, 144, kGrey.dcs)), 0, 0);
-    EXPECT_EQ(Decode(resized), 0);
-    allocator.FailAt(0);
-    HostRequest again(Tagged(IntraFrame(128, 96, kGrey.dcs)), 128, 96);
-    EXPECT_EQ(Decode(again), 0);
-    EXPECT_EQ(again.flag, 0);
-    EXPECT_EQ(f->GetFrameDimensions(instance, &again.record), 0);
-    uint32_t word = 7;
-    uint16_t half = 7;
-    IVideoBlitTo32SingleStruct b32s = {0, 0, &word};
-    EXPECT_EQ(f->BlitTo32Single(instance, &b32s), 0);
-    EXPECT_EQ(word, 7u);
-    EXPECT_EQ(f->CodecSubType(instance, 0), 2);
-
-    HostRequest request(Tagged(IntraFrame(128, 96, kGrey.dcs)), 128, 96);
-    IVideoBlitTo32Struct b32 = {0, 0, 1, &word};
-    IVideoBlitTo16Struct b16 = {0, 0, 1, &half, 4};
-    IVideoBlitTo16SingleStruct b16s = {0, 0, &half, 4};
-    EXPECT_EQ(f->CodecSubType(nullptr, 0) | f->FlushAfterSeek(nullptr), 0);
-    EXPECT_EQ(f->EmbeddedIsKeyFrame(nullptr, request.frameStart() + 1, 10, false), 0);
-    EXPECT_EQ(f->DecompressFrame(nullptr, &request.record), 0);
-    EXPECT_EQ(f->GetFrameDimensions(nullptr, &request.record), 0);
-    EXPECT_EQ(f->BlitTo32(nullptr, &b32) | f->BlitTo32Single(nullptr, &b32s), 0);
-    EXPECT_EQ(f->BlitTo16(nullptr, &b16) | f->BlitTo16Single(nullptr, &b16s), 0);
-    EXPECT_EQ(request.record.data, request.frameStart());
-    EXPECT_EQ(request.flag, 0x5A);
-    component->functions->DestroyDecompressor(component, nullptr);
-}
-
 // Failing each allocation in turn: the instance, its decompressor, then the
 // blocks of the first session. Without an instance or decompressor nothing is
-// returned; without a session the instance exists and decodes nothing.
+// returned; without a session the instance exists and decodes nothing. Every
+// entry answers 0 for a null instance.
 TEST_F(PluginHost, EveryAllocationFailureOfAnInstanceIsCleanedUp) {
     bool complete = false;
     for (int k = 1; !complete && k < 200; ++k) {
@@ -271,11 +232,28 @@ TEST_F(PluginHost, EveryAllocationFailureOfAnInstanceIsCleanedUp) {
             HostRequest request(Tagged(IntraFrame(128, 96, kGrey.dcs)), 128, 96);
             complete = Decode(request, another) == 1;
             EXPECT_EQ(request.record.data, request.frameStart() + 1);
-            EXPECT_EQ(f->CodecSubType(another, 0), 2);
             component->functions->DestroyDecompressor(component, another);
         }
     }
     EXPECT_TRUE(complete);
+
+    HostRequest request(Tagged(IntraFrame(128, 96, kGrey.dcs)), 128, 96);
+    uint32_t word = 7;
+    uint16_t half = 7;
+    IVideoBlitTo32Struct b32 = {0, 0, 1, &word};
+    IVideoBlitTo32SingleStruct b32s = {0, 0, &word};
+    IVideoBlitTo16Struct b16 = {0, 0, 1, &half, 4};
+    IVideoBlitTo16SingleStruct b16s = {0, 0, &half, 4};
+    EXPECT_EQ(f->CodecSubType(nullptr, 0) | f->FlushAfterSeek(nullptr) |
+                  f->EmbeddedIsKeyFrame(nullptr, request.frameStart() + 1, 10, false) |
+                  f->DecompressFrame(nullptr, &request.record) |
+                  f->GetFrameDimensions(nullptr, &request.record) | f->BlitTo32(nullptr, &b32) |
+                  f->BlitTo32Single(nullptr, &b32s) | f->BlitTo16(nullptr, &b16) |
+                  f->BlitTo16Single(nullptr, &b16s),
+              0);
+    EXPECT_EQ(request.flag, 0x5A);
+    EXPECT_EQ(word | half, 7u);
+    component->functions->DestroyDecompressor(component, nullptr);
 }
 
 }  // namespace

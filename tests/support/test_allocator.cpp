@@ -11,23 +11,14 @@ TestAllocator::TestAllocator() {
 }
 
 TestAllocator::~TestAllocator() {
-    for (auto& [block, size] : live_) {
-        std::free(const_cast<void*>(block));
-    }
+    for (const void* block : live_) std::free(const_cast<void*>(block));
 }
 
 void* TestAllocator::Take(size_t size) {
     ++allocations_;
-    if (failAt_ != 0 && allocations_ == failAt_) {
-        return nullptr;
-    }
+    if (failAt_ != 0 && allocations_ == failAt_) return nullptr;
     void* block = std::malloc(size == 0 ? 1 : size);
-    if (block != nullptr) {
-        live_[block] = size;
-        totalBytes_ += size;
-        liveBytes_ += size;
-        if (liveBytes_ > peakBytes_) peakBytes_ = liveBytes_;
-    }
+    if (block != nullptr) live_.insert(block);
     return block;
 }
 
@@ -43,13 +34,10 @@ void* TestAllocator::AllocateObject(IAllocator* self, size_t size) {
 
 void TestAllocator::Free(IAllocator* self, void* block) {
     auto* allocator = static_cast<TestAllocator*>(self);
-    auto it = allocator->live_.find(block);
-    if (it == allocator->live_.end()) {
+    if (allocator->live_.erase(block) == 0) {
         ++allocator->foreignFrees_;
         return;
     }
-    allocator->liveBytes_ -= it->second;
-    allocator->live_.erase(it);
     std::free(block);
 }
 

@@ -4,7 +4,7 @@
 #define VELTRANE_TESTS_TEST_ALLOCATOR_H
 
 #include <cstddef>
-#include <map>
+#include <set>
 
 #include "veltrane/allocator.h"
 
@@ -26,13 +26,8 @@ public:
     int allocations() const { return allocations_; }  // attempts since FailAt / construction
     int objectAllocations() const { return objectAllocations_; }
     size_t liveBlocks() const { return live_.size(); }
-    size_t liveBytes() const { return liveBytes_; }
-    size_t peakBytes() const { return peakBytes_; }
-    size_t totalBytes() const { return totalBytes_; }  // all bytes ever handed out
-    int foreignFrees() const {
-        return foreignFrees_;
-    }  // frees of blocks this allocator did not make
-    bool owns(const void* block) const { return live_.count(block) != 0; }
+    // Frees of blocks this allocator did not make.
+    int foreignFrees() const { return foreignFrees_; }
 
 private:
     static void* Allocate(IAllocator* self, size_t size);
@@ -40,14 +35,11 @@ private:
     static void Free(IAllocator* self, void* block);
     void* Take(size_t size);
 
-    std::map<const void*, size_t> live_;
+    std::set<const void*> live_;
     int failAt_ = 0;
     int allocations_ = 0;
     int objectAllocations_ = 0;
     int foreignFrees_ = 0;
-    size_t liveBytes_ = 0;
-    size_t peakBytes_ = 0;
-    size_t totalBytes_ = 0;
 };
 
 }  // namespace veltrane::test
