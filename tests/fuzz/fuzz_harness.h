@@ -12,14 +12,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <vector>
 
 namespace veltrane::fuzz {
 
 struct HarnessResult {
-    int frames = 0;                 // frames handed to the colour session
-    int decoded = 0;                // of those, decoded with status 0
-    int reopened = 0;               // sessions reopened for a new picture size
+    int decoded = 0;                // frames the colour session decoded with status 0
     size_t liveBlocks = 0;          // allocator blocks still live after closing
     int foreignFrees = 0;           // frees of blocks the allocator did not hand out
     bool unexpectedStatus = false;  // a status outside 0, 4, 12, 30
@@ -29,15 +26,11 @@ struct HarnessResult {
 // session, its size, and the BGRA image it decoded into (null without one).
 // The session is null while no intra picture has been decoded since it opened:
 // a picture predicted from its frame stores then shows memory nothing wrote.
-using FrameObserver = std::function<void(int index, int32_t status, void* session, int32_t width,
-                                         int32_t height, const uint32_t* image)>;
+using FrameObserver = std::function<void(int index, int32_t status, void *session, int32_t width,
+                                         int32_t height, const uint32_t *image)>;
 
-HarnessResult RunDecodeHarness(const uint8_t* data, size_t size,
-                               const FrameObserver& observer = {});
-
-// Serialises frames into the input layout above.
-std::vector<uint8_t> MakeHarnessInput(uint8_t config,
-                                      const std::vector<std::vector<uint8_t>>& frames);
+HarnessResult RunDecodeHarness(const uint8_t *data, size_t size,
+                               const FrameObserver &observer = {});
 
 }  // namespace veltrane::fuzz
 
