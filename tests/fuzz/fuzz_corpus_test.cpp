@@ -16,9 +16,9 @@ namespace {
 // Calls `run` with the name and bytes of every seed in `directory`; returns
 // their number.
 template <typename Run>
-size_t ForEachSeed(const char *directory, const Run &run) {
+size_t ForEachSeed(const char* directory, const Run& run) {
     size_t count = 0;
-    for (const auto &entry : std::filesystem::directory_iterator(directory)) {
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
         if (!entry.is_regular_file()) continue;
         SCOPED_TRACE(entry.path().filename().string());
         std::ifstream file(entry.path(), std::ios::binary);
@@ -32,7 +32,7 @@ size_t ForEachSeed(const char *directory, const Run &run) {
 TEST(FuzzCorpus, EverySeedRunsCleanly) {
     int decoded = 0;
     EXPECT_GE(ForEachSeed(VELTRANE_FUZZ_CORPUS_DIR,
-                          [&](const std::vector<uint8_t> &bytes) {
+                          [&](const std::vector<uint8_t>& bytes) {
                               const HarnessResult result =
                                   RunDecodeHarness(bytes.data(), bytes.size());
                               EXPECT_EQ(result.liveBlocks, 0u);
@@ -47,7 +47,7 @@ TEST(FuzzCorpus, EverySeedRunsCleanly) {
     int blits = 0;
     decoded = 0;
     EXPECT_GE(ForEachSeed(VELTRANE_PLUGIN_CORPUS_DIR,
-                          [&](const std::vector<uint8_t> &bytes) {
+                          [&](const std::vector<uint8_t>& bytes) {
                               const PluginHarnessResult result =
                                   RunPluginHarness(bytes.data(), bytes.size());
                               EXPECT_EQ(result.liveBlocks, 0u);

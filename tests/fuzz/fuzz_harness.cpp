@@ -19,7 +19,7 @@ constexpr int32_t kSizes[4][2] = {{16, 16}, {176, 144}, {33, 17}, {128, 96}};
 
 class Harness {
 public:
-    Harness(uint8_t config, HarnessResult &result, const FrameObserver &observer)
+    Harness(uint8_t config, HarnessResult& result, const FrameObserver& observer)
         : observer_(observer),
           withAlpha_((config & 4) != 0),
           withImage_((config & 8) == 0),
@@ -33,7 +33,7 @@ public:
         result_.foreignFrees = allocator_.foreignFrees();
     }
 
-    void Frame(const uint8_t *bytes, uint32_t size, int index) {
+    void Frame(const uint8_t* bytes, uint32_t size, int index) {
         if (colour_ == nullptr) return;
         uint32_t type = 0, width = 0, height = 0;
         const int32_t inquiry =
@@ -79,7 +79,7 @@ private:
         return status;
     }
 
-    int32_t Decode(const uint8_t *bytes, uint32_t size) {
+    int32_t Decode(const uint8_t* bytes, uint32_t size) {
         if (alpha_ != nullptr) {
             Check(DecompressFrame(alpha_, bytes, size, nullptr));
             DecompressSetAlpha(colour_, alpha_);
@@ -90,7 +90,7 @@ private:
                         height_,
                         bottomUp_,
                         width_ * 4,
-                        reinterpret_cast<unsigned char *>(image_.get())};
+                        reinterpret_cast<unsigned char*>(image_.get())};
         return Check(DecompressFrame(colour_, bytes, size, withImage_ ? &image : nullptr));
     }
 
@@ -110,22 +110,22 @@ private:
     }
 
     test::TestAllocator allocator_;
-    const FrameObserver &observer_;
+    const FrameObserver& observer_;
     bool filled_ = false;  // an intra picture was decoded since the sessions opened
     std::unique_ptr<uint32_t[]> image_;
     const bool withAlpha_;
     const bool withImage_;
     const bool bottomUp_;
-    HarnessResult &result_;
-    void *colour_ = nullptr;
-    void *alpha_ = nullptr;
+    HarnessResult& result_;
+    void* colour_ = nullptr;
+    void* alpha_ = nullptr;
     int32_t width_ = 0;
     int32_t height_ = 0;
 };
 
 }  // namespace
 
-HarnessResult RunDecodeHarness(const uint8_t *data, size_t size, const FrameObserver &observer) {
+HarnessResult RunDecodeHarness(const uint8_t* data, size_t size, const FrameObserver& observer) {
     HarnessResult result;
     if (size == 0) return result;
     {

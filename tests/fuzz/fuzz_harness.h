@@ -26,11 +26,11 @@ struct HarnessResult {
 // session, its size, and the BGRA image it decoded into (null without one).
 // The session is null while no intra picture has been decoded since it opened:
 // a picture predicted from its frame stores then shows memory nothing wrote.
-using FrameObserver = std::function<void(int index, int32_t status, void *session, int32_t width,
-                                         int32_t height, const uint32_t *image)>;
+using FrameObserver = std::function<void(int index, int32_t status, void* session, int32_t width,
+                                         int32_t height, const uint32_t* image)>;
 
-HarnessResult RunDecodeHarness(const uint8_t *data, size_t size,
-                               const FrameObserver &observer = {});
+HarnessResult RunDecodeHarness(const uint8_t* data, size_t size,
+                               const FrameObserver& observer = {});
 
 }  // namespace veltrane::fuzz
 

@@ -22,7 +22,7 @@ int MbCount(int w, int h) { return ((w + 15) / 16) * ((h + 15) / 16); }
 
 // An intra picture followed by P pictures of the given types.
 std::vector<Bytes> Sequence(uint32_t seed, int w, int h, uint32_t version,
-                            const std::vector<uint32_t> &types) {
+                            const std::vector<uint32_t>& types) {
     RandomStream random(seed);
     std::vector<Bytes> frames;
     for (uint32_t type : types) {
@@ -33,9 +33,9 @@ std::vector<Bytes> Sequence(uint32_t seed, int w, int h, uint32_t version,
 }
 
 // Frames in the decode harness's input layout (fuzz_harness.h).
-Bytes HarnessInput(uint8_t config, const std::vector<Bytes> &frames) {
+Bytes HarnessInput(uint8_t config, const std::vector<Bytes>& frames) {
     Bytes input = {config};
-    for (const Bytes &frame : frames) {
+    for (const Bytes& frame : frames) {
         input.insert(input.end(), {static_cast<uint8_t>(frame.size() & 0xFF),
                                    static_cast<uint8_t>(frame.size() >> 8)});
         input.insert(input.end(), frame.begin(), frame.end());
@@ -44,30 +44,30 @@ Bytes HarnessInput(uint8_t config, const std::vector<Bytes> &frames) {
 }
 
 // Appends a frame-decode operation of the plug-in harness (plugin_harness.h).
-void AddDecode(Bytes &input, const Bytes &frame, uint8_t tag, uint8_t postFilter, uint8_t host) {
+void AddDecode(Bytes& input, const Bytes& frame, uint8_t tag, uint8_t postFilter, uint8_t host) {
     input.insert(input.end(), {0, static_cast<uint8_t>(frame.size() & 0xFF),
                                static_cast<uint8_t>(frame.size() >> 8), tag, postFilter, host});
     input.insert(input.end(), frame.begin(), frame.end());
 }
 
-bool WriteFile(const std::string &path, const Bytes &input) {
+bool WriteFile(const std::string& path, const Bytes& input) {
     std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char *>(input.data()),
+    file.write(reinterpret_cast<const char*>(input.data()),
                static_cast<std::streamsize>(input.size()));
     return static_cast<bool>(file);
 }
 
-bool Write(const std::string &dir, const std::string &name, uint8_t config,
-           const std::vector<Bytes> &frames) {
+bool Write(const std::string& dir, const std::string& name, uint8_t config,
+           const std::vector<Bytes>& frames) {
     return WriteFile(dir + "/" + name, HarnessInput(config, frames));
 }
 
 // A host session: frames decoded through the plug-in, each followed by the
 // blits of a run and a pixel of every kind.
-Bytes HostSession(uint8_t config, const std::vector<Bytes> &frames, uint8_t host) {
+Bytes HostSession(uint8_t config, const std::vector<Bytes>& frames, uint8_t host) {
     Bytes input = {config};
     uint8_t filter = 0;
-    for (const Bytes &frame : frames) {
+    for (const Bytes& frame : frames) {
         AddDecode(input, frame, 0x21, filter, host);
         filter = static_cast<uint8_t>((filter + 2) & 0xF);
         for (uint8_t code = 4; code <= 7; ++code) {
@@ -80,7 +80,7 @@ Bytes HostSession(uint8_t config, const std::vector<Bytes> &frames, uint8_t host
 
 }  // namespace
 
-int main(int argc, char **argv) {
+int main(int argc, char** argv) {
     if (argc != 3) {
         std::fprintf(stderr, "usage: %s DECODE_SEED_DIRECTORY PLUGIN_SEED_DIRECTORY\n", argv[0]);
         return 2;
@@ -100,8 +100,8 @@ int main(int argc, char **argv) {
     // Size changes: a 16x16 session meets 128x96, then 8-bit and 16-bit sizes.
     {
         std::vector<Bytes> frames = Sequence(5, 128, 96, 0, {0, 1});
-        for (Bytes &f : Sequence(6, 40, 24, 1, {0, 1})) frames.push_back(f);
-        for (Bytes &f : Sequence(7, 272, 20, 0, {0, 2})) frames.push_back(f);
+        for (Bytes& f : Sequence(6, 40, 24, 1, {0, 1})) frames.push_back(f);
+        for (Bytes& f : Sequence(7, 272, 20, 0, {0, 2})) frames.push_back(f);
         ok &= Write(dir, "size_changes", 0, frames);
     }
 

@@ -19,38 +19,38 @@ constexpr int kMaxOperations = 64;
 // The input, read front to back; reads past the end give 0.
 class Reader {
 public:
-    Reader(const uint8_t *data, size_t size) : data_(data), size_(size) {}
+    Reader(const uint8_t* data, size_t size) : data_(data), size_(size) {}
     bool done() const { return pos_ >= size_; }
     uint8_t Byte() { return pos_ < size_ ? data_[pos_++] : 0; }
     // `length` bytes, or what is left.
-    const uint8_t *Take(size_t &length) {
+    const uint8_t* Take(size_t& length) {
         length = std::min(length, size_ - pos_);
         pos_ += length;
         return data_ + pos_ - length;
     }
 
 private:
-    const uint8_t *data_;
+    const uint8_t* data_;
     size_t size_;
     size_t pos_ = 0;
 };
 
 class Host {
 public:
-    Host(uint8_t config, PluginHarnessResult &result) : result_(result) {
+    Host(uint8_t config, PluginHarnessResult& result) : result_(result) {
         allocator_.FailAt(config & 63);
         test::RecordingRegistrar registrar;
         if (RegisterComponents(&registrar) != kComponentOk || registrar.factory == nullptr) {
             result_.badResult = true;
             return;
         }
-        IGenericComponent *generic = nullptr;
+        IGenericComponent* generic = nullptr;
         const int32_t status = registrar.factory(&framework_, nullptr, &generic);
         if (status != kComponentOk) {
             if (status != kComponentFailed || generic != nullptr) result_.badResult = true;
             return;
         }
-        component_ = reinterpret_cast<IVideoDecompressorComponent *>(generic);
+        component_ = reinterpret_cast<IVideoDecompressorComponent*>(generic);
         component_->functions->Retain(component_);
         instance_ = component_->functions->CreateDecompressor(component_, 0);
     }
@@ -65,7 +65,7 @@ public:
         result_.foreignFrees = allocator_.foreignFrees();
     }
 
-    void Run(Reader &in) {
+    void Run(Reader& in) {
         for (int op = 0; op < kMaxOperations && !in.done(); ++op) {
             const uint8_t code = in.Byte() % 11;
             if (code <= 3 || code == 8) {
@@ -79,7 +79,7 @@ public:
                 instance_ = component_->functions->CreateDecompressor(component_, 0);
                 shownWidth_ = shownHeight_ = 0;
             } else if (instance_ != nullptr) {
-                const auto *f = instance_->functions;
+                const auto* f = instance_->functions;
                 Expect(f->CodecSubType(instance_, in.Byte()), -1, 2);
                 const uint8_t key[4] = {0x00, 0x00, 0x80, in.Byte()};
                 Expect(f->EmbeddedIsKeyFrame(instance_, key, sizeof(key), true), 0, 1);
@@ -94,20 +94,20 @@ private:
         return value;
     }
 
-    void Decode(Reader &in, bool dimensionsOnly) {
+    void Decode(Reader& in, bool dimensionsOnly) {
         size_t length = in.Byte();
         length |= static_cast<size_t>(in.Byte()) << 8;
         const uint8_t tag = in.Byte();
         const uint8_t postFilter = in.Byte();
         const uint8_t host = in.Byte();
         const bool untagged = (host & 1) != 0;
-        const uint8_t *frame = in.Take(length);
+        const uint8_t* frame = in.Take(length);
         // The host's buffer holds the tag in front of the frame.
         std::unique_ptr<uint8_t[]> data(new uint8_t[length + 1]);
         data[0] = tag;
         std::copy(frame, frame + length, data.get() + 1);
         if (instance_ == nullptr) return;
-        const auto *f = instance_->functions;
+        const auto* f = instance_->functions;
 
         IVideoDecompressDataStruct request{};
         request.data = untagged ? data.get() + 1 : data.get();
@@ -133,7 +133,7 @@ private:
         if (host & 2) {
             if (host & 4) ++width;
             pixels.reset(new uint32_t[uint64_t{width} * height + 1]);
-            request.pixels = reinterpret_cast<unsigned char *>(pixels.get());
+            request.pixels = reinterpret_cast<unsigned char*>(pixels.get());
             request.rowBytes = static_cast<int32_t>(width * 4);
         }
         if (Expect(f->DecompressFrame(instance_, &request), 0, 1) == 1) {
@@ -144,7 +144,7 @@ private:
     }
 
     // Positions come from the input but stay inside the picture last shown.
-    void Blit(Reader &in, uint8_t code) {
+    void Blit(Reader& in, uint8_t code) {
         const uint32_t columnByte = in.Byte();
         const uint32_t rowByte = in.Byte();
         const uint32_t countByte = in.Byte();
@@ -159,7 +159,7 @@ private:
         IVideoBlitTo32SingleStruct one32{column, row, to32.get()};
         IVideoBlitTo16Struct run16{column, row, count, to16.get(), format};
         IVideoBlitTo16SingleStruct one16{column, row, to16.get(), format};
-        const auto *f = instance_->functions;
+        const auto* f = instance_->functions;
         ++result_.blits;
         Expect(code == 4   ? f->BlitTo32(instance_, &run32)
                : code == 5 ? f->BlitTo32Single(instance_, &one32)
@@ -168,19 +168,19 @@ private:
                0, 1);
     }
 
-    PluginHarnessResult &result_;
+    PluginHarnessResult& result_;
     test::TestAllocator allocator_;
     test::RecordingRegistry registry_;
     CFFrameworkObject framework_{&registry_, &allocator_};
-    IVideoDecompressorComponent *component_ = nullptr;
-    IVideoDecompressorInstance *instance_ = nullptr;
+    IVideoDecompressorComponent* component_ = nullptr;
+    IVideoDecompressorInstance* instance_ = nullptr;
     uint32_t shownWidth_ = 0;
     uint32_t shownHeight_ = 0;
 };
 
 }  // namespace
 
-PluginHarnessResult RunPluginHarness(const uint8_t *data, size_t size) {
+PluginHarnessResult RunPluginHarness(const uint8_t* data, size_t size) {
     PluginHarnessResult result;
     if (size == 0) return result;
     {

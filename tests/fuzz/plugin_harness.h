@@ -31,7 +31,7 @@ struct PluginHarnessResult {
     bool badResult = false;  // an entry answered outside its defined results
 };
 
-PluginHarnessResult RunPluginHarness(const uint8_t *data, size_t size);
+PluginHarnessResult RunPluginHarness(const uint8_t* data, size_t size);
 
 }  // namespace veltrane::fuzz
 
