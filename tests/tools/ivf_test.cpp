@@ -33,14 +33,11 @@ std::string ReadAll(const std::string& path, std::vector<IvfFrame>* frames) {
 TEST(IvfTest, RoundTripAndDamagedFilesNameTheFileAndFrame) {
     TempDir dir;
     const std::string path = dir.File("bad.ivf");
-    IvfFileHeader header;
-    header.width = 176;
-    header.height = 144;
-    header.rate = 30000;
-    header.scale = 1001;
     IvfWriter writer;
     std::string error;
-    ASSERT_TRUE(writer.Open(path, header, &error)) << error;
+    ASSERT_TRUE(
+        writer.Open(path, {.width = 176, .height = 144, .rate = 30000, .scale = 1001}, &error))
+        << error;
     // Three frames of different sizes, one empty.
     const std::vector<uint8_t> a = {0, 0, 0x80, 1, 2}, b = {9};
     EXPECT_TRUE(writer.WriteFrame(a.data(), 5, 0, &error));

@@ -15,14 +15,11 @@ using test::WriteBytes;
 TEST(Y4mTest, RoundTripOfOddSizedPicturesAndDamagedFiles) {
     TempDir dir;
     const std::string path = dir.File("a.y4m");
-    Y4mHeader header;
-    header.width = 5;
-    header.height = 3;
-    header.rateNumerator = 30000;
-    header.rateDenominator = 1001;
     Y4mWriter writer;
     std::string error;
-    ASSERT_TRUE(writer.Open(path, header, &error)) << error;
+    ASSERT_TRUE(writer.Open(
+        path, {.width = 5, .height = 3, .rateNumerator = 30000, .rateDenominator = 1001}, &error))
+        << error;
     YuvPicture pictures[2];
     uint8_t next = 0;  // every sample differs from those of the other planes
     for (YuvPicture& p : pictures) {
