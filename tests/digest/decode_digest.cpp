@@ -22,59 +22,44 @@
 
 namespace {
 
-// 64-bit FNV-1a.
-class Digest {
-public:
-    void Add(const void* data, size_t size) {
-        const auto* p = static_cast<const unsigned char*>(data);
-        for (size_t i = 0; i < size; ++i) hash_ = (hash_ ^ p[i]) * 0x100000001B3ull;
+// 64-bit FNV-1a of `rows` rows of `width` bytes.
+using Hash = unsigned long long;  // what %llx prints on every target
+Hash Fnv(Hash hash, const void* data, size_t width, int rows = 1, ptrdiff_t stride = 0) {
+    for (int r = 0; r < rows; ++r) {
+        const auto* p = static_cast<const unsigned char*>(data) + r * stride;
+        for (size_t i = 0; i < width; ++i) hash = (hash ^ p[i]) * 0x100000001B3ull;
     }
-    void AddRows(const unsigned char* p, int width, int rows, ptrdiff_t stride) {
-        for (int r = 0; r < rows; ++r) Add(p + r * stride, static_cast<size_t>(width));
-    }
-    unsigned long long value() const { return hash_; }
-
-private:
-    uint64_t hash_ = 0xCBF29CE484222325ull;
-};
+    return hash;
+}
+constexpr Hash kFnvStart = 0xCBF29CE484222325ull;
 
 // Digests of the decoded planes (the macroblock-aligned area), the image, and
 // row `index` of the picture through the 32- and 16-bit blits.
 void PrintPicture(void* session, int width, int height, const uint32_t* pixels, int index) {
     const auto* s = static_cast<const DecompressSession_t*>(session);
-    const int w = (width + 15) & ~15, h = (height + 15) & ~15;
-    Digest y, u, v, image, blits;
-    y.AddRows(s->planes->y, w, h, s->yStride);
-    u.AddRows(s->planes->u, w / 2, h / 2, s->uvStride);
-    v.AddRows(s->planes->v, w / 2, h / 2, s->uvStride);
-    if (pixels != nullptr) image.Add(pixels, size_t(width) * height * sizeof(uint32_t));
+    const size_t w = (width + 15) & ~15;
+    const int h = (height + 15) & ~15;
+    const Hash y = Fnv(kFnvStart, s->planes->y, w, h, s->yStride);
+    const Hash u = Fnv(kFnvStart, s->planes->u, w / 2, h / 2, s->uvStride);
+    const Hash v = Fnv(kFnvStart, s->planes->v, w / 2, h / 2, s->uvStride);
+    Hash image = kFnvStart, blits = kFnvStart;
+    if (pixels != nullptr) image = Fnv(image, pixels, size_t(width) * height * sizeof(uint32_t));
     std::vector<uint32_t> run32(static_cast<size_t>(width));
     std::vector<uint16_t> run16(static_cast<size_t>(width));
     for (int first = 0; first < 2 && first < width; ++first) {
         BlitYUVto32(session, first, index % height, width - first, run32.data());
-        blits.Add(run32.data(), (width - first) * sizeof(uint32_t));
+        blits = Fnv(blits, run32.data(), (width - first) * sizeof(uint32_t));
         for (int f = ePixelFormatRGB555; f <= ePixelFormatARGB4444; ++f) {
             BlitYUVto16(session, first, index % height, width - first, run16.data(),
                         static_cast<EPixelFormat>(f));
-            blits.Add(run16.data(), (width - first) * sizeof(uint16_t));
+            blits = Fnv(blits, run16.data(), (width - first) * sizeof(uint16_t));
         }
     }
-    std::printf(" Y %016llx U %016llx V %016llx bgra %016llx blits %016llx", y.value(), u.value(),
-                v.value(), image.value(), blits.value());
+    std::printf(" Y %016llx U %016llx V %016llx bgra %016llx blits %016llx", y, u, v, image, blits);
 }
 
 // One line per frame of a seed; a picture predicted from stores that no intra
 // picture filled shows memory nothing wrote, so it has no digest.
-void PrintSeedFrame(const std::string& seed, int index, int32_t status, void* session, int32_t w,
-                    int32_t h, const uint32_t* image) {
-    std::printf("seed %s frame %d %dx%d status %d", seed.c_str(), index, w, h, status);
-    if (status == 0 && session == nullptr) std::printf(" before any intra picture");
-    if (status == 0 && session != nullptr && w > 0 && h > 0) {
-        PrintPicture(session, w, h, image, index);
-    }
-    std::printf("\n");
-}
-
 void ReplayCorpus(const std::filesystem::path& directory) {
     std::vector<std::filesystem::path> seeds;
     for (const auto& entry : std::filesystem::directory_iterator(directory)) {
@@ -83,15 +68,19 @@ void ReplayCorpus(const std::filesystem::path& directory) {
     std::sort(seeds.begin(), seeds.end());
     for (const auto& path : seeds) {
         std::ifstream file(path, std::ios::binary);
-        const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)),
-                                         std::istreambuf_iterator<char>());
+        const std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(file), {}};
         const std::string seed = path.filename().string();
-        veltrane::fuzz::RunDecodeHarness(bytes.data(), bytes.size(),
-                                         [&](int index, int32_t status, void* session, int32_t w,
-                                             int32_t h, const uint32_t* image) {
-                                             PrintSeedFrame(seed, index, status, session, w, h,
-                                                            image);
-                                         });
+        veltrane::fuzz::RunDecodeHarness(
+            bytes.data(), bytes.size(),
+            [&](int index, int32_t status, void* session, int32_t w, int32_t h,
+                const uint32_t* image) {
+                std::printf("seed %s frame %d %dx%d status %d", seed.c_str(), index, w, h, status);
+                if (status == 0 && session == nullptr) std::printf(" before any intra picture");
+                if (status == 0 && session != nullptr && w > 0 && h > 0) {
+                    PrintPicture(session, w, h, image, index);
+                }
+                std::printf("\n");
+            });
     }
 }
 
@@ -132,17 +121,12 @@ void EncodeAndDecode(const StreamCase& sc) {
     void* sessions[3];
     for (void*& s : sessions) s = DecompressOpen(sc.width, sc.height, &allocator);
     std::vector<uint32_t> pixels(size_t(sc.width) * sc.height);
-    QXImage_t image{kQXImageFormatBGRA32,
-                    sc.width,
-                    sc.height,
-                    0,
-                    sc.width * 4,
-                    reinterpret_cast<unsigned char*>(pixels.data())};
+    auto* buffer = reinterpret_cast<unsigned char*>(pixels.data());
+    QXImage_t image{kQXImageFormatBGRA32, sc.width, sc.height, 0, sc.width * 4, buffer};
     for (int t = 0; t < sc.frames; ++t) {
         veltrane::enc::EncodedFrame frame;
         encoder.EncodeFrame(sequence.Frame(t), &frame);
-        Digest bytes;
-        bytes.Add(frame.data.data(), frame.data.size());
+        const Hash bytes = Fnv(kFnvStart, frame.data.data(), frame.data.size());
         const auto size = static_cast<uint32_t>(frame.data.size());
         for (int k : {0, 2}) {
             if (k == 2) {
@@ -152,7 +136,7 @@ void EncodeAndDecode(const StreamCase& sc) {
             image.bottomUp = k == 2 ? 1 : 0;
             const int32_t status = DecompressFrame(sessions[k], frame.data.data(), size, &image);
             std::printf("stream %s frame %d%s bytes %zu %016llx status %d", sc.name, t,
-                        k == 2 ? " with alpha" : "", frame.data.size(), bytes.value(), status);
+                        k == 2 ? " with alpha" : "", frame.data.size(), bytes, status);
             if (status == 0)
                 PrintPicture(sessions[k], sc.width, sc.height, pixels.data(), t + k / 2);
             std::printf("\n");

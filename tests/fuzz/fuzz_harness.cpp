@@ -1,5 +1,6 @@
 #include "fuzz/fuzz_harness.h"
 
+#include <algorithm>
 #include <memory>
 
 #include "support/test_allocator.h"
@@ -14,17 +15,7 @@ namespace {
 constexpr int kMaxFrames = 24;
 constexpr uint32_t kIntraPictureType = 0;
 constexpr uint32_t kMaxReopenPixels = 352 * 288;  // keeps every run small and fast
-
-struct SessionSize {
-    int32_t width;
-    int32_t height;
-};
-constexpr SessionSize kSizes[4] = {{16, 16}, {176, 144}, {33, 17}, {128, 96}};
-
-bool KnownStatus(int32_t status) {
-    return status == kStatusOk || status == kStatusOutOfData || status == kStatusBadData ||
-           status == kStatusSizeChanged;
-}
+constexpr int32_t kSizes[4][2] = {{16, 16}, {176, 144}, {33, 17}, {128, 96}};
 
 class Harness {
 public:
@@ -34,35 +25,25 @@ public:
           withImage_((config & 8) == 0),
           bottomUp_((config & 16) != 0),
           result_(result) {
-        Open(kSizes[config & 3].width, kSizes[config & 3].height);
+        Open(kSizes[config & 3][0], kSizes[config & 3][1]);
     }
-    ~Harness() { Close(); }
-
-    void Close() {
-        DecompressClose(alpha_);
-        DecompressClose(colour_);
-        alpha_ = nullptr;
-        colour_ = nullptr;
+    ~Harness() {
+        Close();
+        result_.liveBlocks = allocator_.liveBlocks();
+        result_.foreignFrees = allocator_.foreignFrees();
     }
-    size_t liveBlocks() const { return allocator_.liveBlocks(); }
-    int foreignFrees() const { return allocator_.foreignFrees(); }
 
     void Frame(const uint8_t* bytes, uint32_t size, int index) {
         if (colour_ == nullptr) return;
-        ++result_.frames;
-        uint32_t type = 0;
-        uint32_t width = 0;
-        uint32_t height = 0;
+        uint32_t type = 0, width = 0, height = 0;
         const int32_t inquiry =
-            DecompressGetFrameAttributes(colour_, bytes, size, &type, &width, &height);
-        Check(inquiry);
+            Check(DecompressGetFrameAttributes(colour_, bytes, size, &type, &width, &height));
         int32_t status = Decode(bytes, size);
         // The host's answer to a size change: a new session for the frame's size.
         if (status == kStatusSizeChanged && inquiry == kStatusOk && width <= 1024 &&
             height <= 1024 && width * height <= kMaxReopenPixels) {
             Close();
             Open(static_cast<int32_t>(width), static_cast<int32_t>(height));
-            ++result_.reopened;
             if (colour_ == nullptr) return;
             status = Decode(bytes, size);
         }
@@ -85,8 +66,17 @@ private:
         colour_ = DecompressOpen(width, height, &allocator_);
         if (withAlpha_) alpha_ = DecompressOpen(width, height, &allocator_);
     }
-    void Check(int32_t status) {
-        if (!KnownStatus(status)) result_.unexpectedStatus = true;
+    void Close() {
+        DecompressClose(alpha_);
+        DecompressClose(colour_);
+        alpha_ = colour_ = nullptr;
+    }
+    int32_t Check(int32_t status) {
+        if (status != kStatusOk && status != kStatusOutOfData && status != kStatusBadData &&
+            status != kStatusSizeChanged) {
+            result_.unexpectedStatus = true;
+        }
+        return status;
     }
 
     int32_t Decode(const uint8_t* bytes, uint32_t size) {
@@ -94,18 +84,14 @@ private:
             Check(DecompressFrame(alpha_, bytes, size, nullptr));
             DecompressSetAlpha(colour_, alpha_);
         }
-        const size_t pixels = static_cast<size_t>(width_) * static_cast<size_t>(height_);
-        image_.reset(new uint32_t[pixels]());
-        QXImage_t image{};
-        image.format = kQXImageFormatBGRA32;
-        image.width = width_;
-        image.height = height_;
-        image.bottomUp = bottomUp_ ? 1 : 0;
-        image.rowBytes = width_ * 4;
-        image.pixels = reinterpret_cast<unsigned char*>(image_.get());
-        const int32_t status = DecompressFrame(colour_, bytes, size, withImage_ ? &image : nullptr);
-        Check(status);
-        return status;
+        image_.reset(new uint32_t[static_cast<size_t>(width_) * static_cast<size_t>(height_)]());
+        QXImage_t image{kQXImageFormatBGRA32,
+                        width_,
+                        height_,
+                        bottomUp_,
+                        width_ * 4,
+                        reinterpret_cast<unsigned char*>(image_.get())};
+        return Check(DecompressFrame(colour_, bytes, size, withImage_ ? &image : nullptr));
     }
 
     // A row of the picture through every blit, with exact-size destinations.
@@ -115,11 +101,9 @@ private:
         const auto format = static_cast<EPixelFormat>(ePixelFormatRGB555 + index % 3);
         std::unique_ptr<uint32_t[]> run32(new uint32_t[width_]);
         std::unique_ptr<uint16_t[]> run16(new uint16_t[width_]);
-        BlitYUVto32(colour_, 0, row, width_, run32.get());
-        BlitYUVto16(colour_, 0, row, width_, run16.get(), format);
-        if (width_ > 1) {
-            BlitYUVto32(colour_, 1, row, width_ - 1, run32.get());
-            BlitYUVto16(colour_, 1, row, width_ - 1, run16.get(), format);
+        for (int32_t first = 0; first < std::min(width_, 2); ++first) {
+            BlitYUVto32(colour_, first, row, width_ - first, run32.get());
+            BlitYUVto16(colour_, first, row, width_ - first, run16.get(), format);
         }
         BlitYUVto32Single(colour_, width_ - 1, row, run32.get());
         BlitYUVto16Single(colour_, width_ - 1, height_ - 1, run16.get(), format);
@@ -144,35 +128,23 @@ private:
 HarnessResult RunDecodeHarness(const uint8_t* data, size_t size, const FrameObserver& observer) {
     HarnessResult result;
     if (size == 0) return result;
-    Harness harness(data[0], result, observer);
-    size_t pos = 1;
-    for (int index = 0; index < kMaxFrames && pos < size; ++index) {
-        size_t length = data[pos];
-        if (pos + 1 < size) length |= static_cast<size_t>(data[pos + 1]) << 8;
-        pos += 2;
-        if (pos > size) pos = size;
-        if (length > size - pos) length = size - pos;
-        // Each frame gets a heap block of exactly its size.
-        std::unique_ptr<uint8_t[]> frame(new uint8_t[length]);
-        for (size_t i = 0; i < length; ++i) frame[i] = data[pos + i];
-        pos += length;
-        harness.Frame(frame.get(), static_cast<uint32_t>(length), index);
+    {
+        Harness harness(data[0], result,
+                        observer);  // fills in the allocator's counts on closing
+        size_t pos = 1;
+        for (int index = 0; index < kMaxFrames && pos < size; ++index) {
+            size_t length = data[pos];
+            if (pos + 1 < size) length |= static_cast<size_t>(data[pos + 1]) << 8;
+            pos = std::min(pos + 2, size);
+            length = std::min(length, size - pos);
+            // Each frame gets a heap block of exactly its size.
+            std::unique_ptr<uint8_t[]> frame(new uint8_t[length]);
+            std::copy(data + pos, data + pos + length, frame.get());
+            pos += length;
+            harness.Frame(frame.get(), static_cast<uint32_t>(length), index);
+        }
     }
-    harness.Close();
-    result.liveBlocks = harness.liveBlocks();
-    result.foreignFrees = harness.foreignFrees();
     return result;
-}
-
-std::vector<uint8_t> MakeHarnessInput(uint8_t config,
-                                      const std::vector<std::vector<uint8_t>>& frames) {
-    std::vector<uint8_t> input = {config};
-    for (const auto& frame : frames) {
-        input.push_back(static_cast<uint8_t>(frame.size() & 0xFF));
-        input.push_back(static_cast<uint8_t>(frame.size() >> 8));
-        input.insert(input.end(), frame.begin(), frame.end());
-    }
-    return input;
 }
 
 }  // namespace veltrane::fuzz

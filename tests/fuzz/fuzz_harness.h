@@ -12,14 +12,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <vector>
 
 namespace veltrane::fuzz {
 
 struct HarnessResult {
-    int frames = 0;                 // frames handed to the colour session
-    int decoded = 0;                // of those, decoded with status 0
-    int reopened = 0;               // sessions reopened for a new picture size
+    int decoded = 0;                // frames the colour session decoded with status 0
     size_t liveBlocks = 0;          // allocator blocks still live after closing
     int foreignFrees = 0;           // frees of blocks the allocator did not hand out
     bool unexpectedStatus = false;  // a status outside 0, 4, 12, 30
@@ -34,10 +31,6 @@ using FrameObserver = std::function<void(int index, int32_t status, void* sessio
 
 HarnessResult RunDecodeHarness(const uint8_t* data, size_t size,
                                const FrameObserver& observer = {});
-
-// Serialises frames into the input layout above.
-std::vector<uint8_t> MakeHarnessInput(uint8_t config,
-                                      const std::vector<std::vector<uint8_t>>& frames);
 
 }  // namespace veltrane::fuzz
 

@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/fuzz_harness.h"
-#include "fuzz/plugin_harness.h"
 #include "support/host_frames.h"
 #include "support/stream_builder.h"
 
@@ -34,6 +32,24 @@ std::vector<Bytes> Sequence(uint32_t seed, int w, int h, uint32_t version,
     return frames;
 }
 
+// Frames in the decode harness's input layout (fuzz_harness.h).
+Bytes HarnessInput(uint8_t config, const std::vector<Bytes>& frames) {
+    Bytes input = {config};
+    for (const Bytes& frame : frames) {
+        input.insert(input.end(), {static_cast<uint8_t>(frame.size() & 0xFF),
+                                   static_cast<uint8_t>(frame.size() >> 8)});
+        input.insert(input.end(), frame.begin(), frame.end());
+    }
+    return input;
+}
+
+// Appends a frame-decode operation of the plug-in harness (plugin_harness.h).
+void AddDecode(Bytes& input, const Bytes& frame, uint8_t tag, uint8_t postFilter, uint8_t host) {
+    input.insert(input.end(), {0, static_cast<uint8_t>(frame.size() & 0xFF),
+                               static_cast<uint8_t>(frame.size() >> 8), tag, postFilter, host});
+    input.insert(input.end(), frame.begin(), frame.end());
+}
+
 bool WriteFile(const std::string& path, const Bytes& input) {
     std::ofstream file(path, std::ios::binary);
     file.write(reinterpret_cast<const char*>(input.data()),
@@ -43,7 +59,7 @@ bool WriteFile(const std::string& path, const Bytes& input) {
 
 bool Write(const std::string& dir, const std::string& name, uint8_t config,
            const std::vector<Bytes>& frames) {
-    return WriteFile(dir + "/" + name, veltrane::fuzz::MakeHarnessInput(config, frames));
+    return WriteFile(dir + "/" + name, HarnessInput(config, frames));
 }
 
 // A host session: frames decoded through the plug-in, each followed by the
@@ -52,8 +68,7 @@ Bytes HostSession(uint8_t config, const std::vector<Bytes>& frames, uint8_t host
     Bytes input = {config};
     uint8_t filter = 0;
     for (const Bytes& frame : frames) {
-        const Bytes op = veltrane::fuzz::PluginDecodeOperation(frame, 0x21, filter, host);
-        input.insert(input.end(), op.begin(), op.end());
+        AddDecode(input, frame, 0x21, filter, host);
         filter = static_cast<uint8_t>((filter + 2) & 0xF);
         for (uint8_t code = 4; code <= 7; ++code) {
             input.insert(input.end(), {code, static_cast<uint8_t>(37 * code), 200, 255, code});
@@ -125,9 +140,9 @@ int main(int argc, char** argv) {
         }
         ok &= Write(dir, "noise", 3, frames);
     }
-    // The plug-in: decodes into a buffer and blits, a size change that reopens the
-    // session, untagged frames, a tag that marks no frame, a wrong expected size,
-    // instances recreated, and runs where an allocation fails.
+    // The plug-in: decodes into a buffer and blits, a size change that reopens
+    // the session, untagged frames, a tag that marks no frame, a wrong expected
+    // size, instances recreated, and runs where an allocation fails.
     {
         using veltrane::test::IntraFrame;
         using veltrane::test::SkipFrame;
@@ -138,10 +153,8 @@ int main(int argc, char** argv) {
         ok &= WriteFile(pluginDir + "/untagged_no_buffer", HostSession(0, frames, 1));
         Bytes odd = HostSession(0, Sequence(11, 33, 17, 1, {0, 1, 2}), 2);
         odd.insert(odd.end(), {9, 0});  // a new instance, then a tag that marks no frame
-        const Bytes untaggedOp = veltrane::fuzz::PluginDecodeOperation(frames[0], 0x05, 0, 2);
-        odd.insert(odd.end(), untaggedOp.begin(), untaggedOp.end());
-        const Bytes wrongSize = veltrane::fuzz::PluginDecodeOperation(frames[0], 0x21, 0, 2 | 4);
-        odd.insert(odd.end(), wrongSize.begin(), wrongSize.end());
+        AddDecode(odd, frames[0], 0x05, 0, 2);
+        AddDecode(odd, frames[0], 0x21, 0, 2 | 4);  // a wrong expected size
         ok &= WriteFile(pluginDir + "/odd_sizes_and_refusals", odd);
         ok &= WriteFile(pluginDir + "/allocation_fails_in_open", HostSession(9, frames, 2));
         ok &= WriteFile(pluginDir + "/allocation_fails_in_reopen", HostSession(55, frames, 2));

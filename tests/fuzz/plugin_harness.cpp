@@ -23,12 +23,10 @@ public:
     bool done() const { return pos_ >= size_; }
     uint8_t Byte() { return pos_ < size_ ? data_[pos_++] : 0; }
     // `length` bytes, or what is left.
-    std::unique_ptr<uint8_t[]> Bytes(size_t& length) {
-        if (length > size_ - pos_) length = size_ - pos_;
-        std::unique_ptr<uint8_t[]> bytes(new uint8_t[length == 0 ? 1 : length]);
-        for (size_t i = 0; i < length; ++i) bytes[i] = data_[pos_ + i];
+    const uint8_t* Take(size_t& length) {
+        length = std::min(length, size_ - pos_);
         pos_ += length;
-        return bytes;
+        return data_ + pos_ - length;
     }
 
 private:
@@ -70,12 +68,10 @@ public:
     void Run(Reader& in) {
         for (int op = 0; op < kMaxOperations && !in.done(); ++op) {
             const uint8_t code = in.Byte() % 11;
-            if (code <= 3) {
-                Decode(in, false);
+            if (code <= 3 || code == 8) {
+                Decode(in, code == 8);
             } else if (code <= 7) {
                 Blit(in, code);
-            } else if (code == 8) {
-                Decode(in, true);
             } else if (code == 9) {
                 if (component_ == nullptr) continue;
                 if (instance_ != nullptr)
@@ -93,8 +89,9 @@ public:
     }
 
 private:
-    void Expect(int32_t value, int32_t a, int32_t b) {
+    int32_t Expect(int32_t value, int32_t a, int32_t b) {
         if (value != a && value != b) result_.badResult = true;
+        return value;
     }
 
     void Decode(Reader& in, bool dimensionsOnly) {
@@ -104,22 +101,20 @@ private:
         const uint8_t postFilter = in.Byte();
         const uint8_t host = in.Byte();
         const bool untagged = (host & 1) != 0;
-        size_t frameLength = length;
-        std::unique_ptr<uint8_t[]> frame = in.Bytes(frameLength);
+        const uint8_t* frame = in.Take(length);
         // The host's buffer holds the tag in front of the frame.
-        std::unique_ptr<uint8_t[]> data(new uint8_t[frameLength + 1]);
+        std::unique_ptr<uint8_t[]> data(new uint8_t[length + 1]);
         data[0] = tag;
-        for (size_t i = 0; i < frameLength; ++i) data[i + 1] = frame[i];
+        std::copy(frame, frame + length, data.get() + 1);
         if (instance_ == nullptr) return;
         const auto* f = instance_->functions;
 
         IVideoDecompressDataStruct request{};
         request.data = untagged ? data.get() + 1 : data.get();
-        request.dataSize = static_cast<uint32_t>(untagged ? frameLength : frameLength + 1);
+        request.dataSize = static_cast<uint32_t>(untagged ? length : length + 1);
         request.noFrameTag = untagged ? 1 : 0;
         request.postFilter = postFilter;
-        uint32_t width = 0;
-        uint32_t height = 0;
+        uint32_t width = 0, height = 0;
         uint8_t flag = 1;
         request.widthPtr = &width;
         request.heightPtr = &height;
@@ -129,11 +124,9 @@ private:
         IVideoDecompressDataStruct inquiry = request;
         inquiry.noFrameTag = 0;
         inquiry.data = data.get();
-        inquiry.dataSize = static_cast<uint32_t>(frameLength + 1);
+        inquiry.dataSize = static_cast<uint32_t>(length + 1);
         Expect(f->GetFrameDimensions(instance_, &inquiry), 0, 1);
-        if (inquiry.data != data.get() || inquiry.dataSize != frameLength + 1) {
-            result_.badResult = true;
-        }
+        if (inquiry.data != data.get() || inquiry.dataSize != length + 1) result_.badResult = true;
         if (dimensionsOnly || uint64_t{width} * height > kMaxHostPixels) return;
 
         std::unique_ptr<uint32_t[]> pixels;
@@ -143,9 +136,7 @@ private:
             request.pixels = reinterpret_cast<unsigned char*>(pixels.get());
             request.rowBytes = static_cast<int32_t>(width * 4);
         }
-        const int32_t done = f->DecompressFrame(instance_, &request);
-        Expect(done, 0, 1);
-        if (done == 1) {
+        if (Expect(f->DecompressFrame(instance_, &request), 0, 1) == 1) {
             ++result_.decoded;
             shownWidth_ = width;
             shownHeight_ = height;
@@ -162,32 +153,19 @@ private:
         const auto column = static_cast<int32_t>(columnByte * shownWidth_ / 256);
         const auto row = static_cast<int32_t>(rowByte * shownHeight_ / 256);
         const auto count = static_cast<int32_t>(1 + countByte * (shownWidth_ - column - 1) / 255);
-        std::unique_ptr<uint32_t[]> run32(new uint32_t[count]);
-        std::unique_ptr<uint16_t[]> run16(new uint16_t[count]);
+        std::unique_ptr<uint32_t[]> to32(new uint32_t[count]);
+        std::unique_ptr<uint16_t[]> to16(new uint16_t[count]);
+        IVideoBlitTo32Struct run32{column, row, count, to32.get()};
+        IVideoBlitTo32SingleStruct one32{column, row, to32.get()};
+        IVideoBlitTo16Struct run16{column, row, count, to16.get(), format};
+        IVideoBlitTo16SingleStruct one16{column, row, to16.get(), format};
         const auto* f = instance_->functions;
         ++result_.blits;
-        switch (code) {
-            case 4: {
-                IVideoBlitTo32Struct blit{column, row, count, run32.get()};
-                Expect(f->BlitTo32(instance_, &blit), 0, 1);
-                break;
-            }
-            case 5: {
-                IVideoBlitTo32SingleStruct blit{column, row, run32.get()};
-                Expect(f->BlitTo32Single(instance_, &blit), 0, 1);
-                break;
-            }
-            case 6: {
-                IVideoBlitTo16Struct blit{column, row, count, run16.get(), format};
-                Expect(f->BlitTo16(instance_, &blit), 0, 1);
-                break;
-            }
-            default: {
-                IVideoBlitTo16SingleStruct blit{column, row, run16.get(), format};
-                Expect(f->BlitTo16Single(instance_, &blit), 0, 1);
-                break;
-            }
-        }
+        Expect(code == 4   ? f->BlitTo32(instance_, &run32)
+               : code == 5 ? f->BlitTo32Single(instance_, &one32)
+               : code == 6 ? f->BlitTo16(instance_, &run16)
+                           : f->BlitTo16Single(instance_, &one16),
+               0, 1);
     }
 
     PluginHarnessResult& result_;
@@ -211,18 +189,6 @@ PluginHarnessResult RunPluginHarness(const uint8_t* data, size_t size) {
         host.Run(in);
     }
     return result;
-}
-
-std::vector<uint8_t> PluginDecodeOperation(const std::vector<uint8_t>& frame, uint8_t tag,
-                                           uint8_t postFilter, uint8_t host) {
-    std::vector<uint8_t> op(6 + frame.size());
-    op[1] = static_cast<uint8_t>(frame.size() & 0xFF);
-    op[2] = static_cast<uint8_t>(frame.size() >> 8);
-    op[3] = tag;
-    op[4] = postFilter;
-    op[5] = host;
-    std::copy(frame.begin(), frame.end(), op.begin() + 6);
-    return op;
 }
 
 }  // namespace veltrane::fuzz

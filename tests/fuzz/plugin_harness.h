@@ -1,6 +1,6 @@
-// Drives the plug-in path as a host does, from arbitrary bytes: RegisterComponents,
-// the component factory, decompressor instances and their function tables.
-// Shared by the libFuzzer target and the seed replay test.
+// Drives the plug-in path as a host does, from arbitrary bytes:
+// RegisterComponents, the component factory, decompressor instances and their
+// function tables. Shared by the libFuzzer target and the seed replay test.
 //
 // Input layout: one configuration byte (bits 0-5: the allocation that fails,
 // counted from 1, 0 for none), then operations. Each operation is an opcode
@@ -12,15 +12,14 @@
 //   4    blit a 32-bit run, 5 one 32-bit pixel, 6 a 16-bit run, 7 one 16-bit
 //        pixel: column, row, count and format bytes, taken inside the picture
 //        the host was last told about by a decode that succeeded
-//   8    frame dimensions of the next frame-decode operation's data (same layout)
-//   9    destroy the instance and create a new one
-//   10   the remaining entries: codec subtype, key frame test, flush after seek
+//   8    frame dimensions of the next frame-decode operation's data (same
+//   layout) 9    destroy the instance and create a new one 10   the remaining
+//   entries: codec subtype, key frame test, flush after seek
 #ifndef VELTRANE_TESTS_FUZZ_PLUGIN_HARNESS_H
 #define VELTRANE_TESTS_FUZZ_PLUGIN_HARNESS_H
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 namespace veltrane::fuzz {
 
@@ -33,10 +32,6 @@ struct PluginHarnessResult {
 };
 
 PluginHarnessResult RunPluginHarness(const uint8_t* data, size_t size);
-
-// One frame-decode operation in the input layout.
-std::vector<uint8_t> PluginDecodeOperation(const std::vector<uint8_t>& frame, uint8_t tag,
-                                           uint8_t postFilter, uint8_t host);
 
 }  // namespace veltrane::fuzz
 

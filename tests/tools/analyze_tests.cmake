@@ -4,7 +4,7 @@ set(PATTERN_Y4M $<TARGET_FILE:veltrane_test_pattern_y4m>)
 set(SAMPLE ${PROJECT_SOURCE_DIR}/samples/testsrc.ivf)
 
 veltrane_cli_test(help_analyze EXIT 0 OUTPUT "Usage: veltrane analyze"
-                  COMMAND ${TOOL} analyze --help)
+                  COMMAND ${TOOL} analyze -h)
 foreach(case
     "no_output|missing -o PATTERN or --report FILE.html|in.ivf"
     "overlay_name|unknown overlay 'arrows'|in.ivf -o a%d.png --overlays type,arrows"

@@ -1,14 +1,12 @@
 // Makes damaged and spliced IVF files for the command-level tests:
 //   ivf_mangle corrupt IN OUT FRAME     zero one frame from a third of its bytes on
 //   ivf_mangle cut IN OUT FRAME         keep the first 5 bytes of one frame (inside its header)
-//   ivf_mangle truncate IN OUT BYTES    keep the first BYTES bytes (negative: drop the last -BYTES)
 //   ivf_mangle concat IN1 IN2 OUT       the frames of IN1, then those of IN2
 //   ivf_mangle garbage OUT WxH FRAMES   a header claiming WxH, then FRAMES frames of
 //                                       1000 bytes that are no picture
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -62,16 +60,6 @@ int Damage(const std::string& in, const std::string& out, size_t index, bool cut
     return Save(out, header, frames) ? 0 : 1;
 }
 
-int Truncate(const std::string& in, const std::string& out, long bytes) {
-    std::error_code error;
-    std::filesystem::copy_file(in, out, std::filesystem::copy_options::overwrite_existing, error);
-    if (error) return 1;
-    const auto size = static_cast<long>(std::filesystem::file_size(out));
-    std::filesystem::resize_file(out, static_cast<uintmax_t>(bytes < 0 ? size + bytes : bytes),
-                                 error);
-    return error ? 1 : 0;
-}
-
 int Concat(const std::string& first, const std::string& second, const std::string& out) {
     IvfFileHeader header, ignored;
     std::vector<IvfFrame> frames;
@@ -94,13 +82,12 @@ int Garbage(const std::string& out, const std::string& size, long count) {
 
 int main(int argc, char** argv) {
     if (argc != 5) {
-        std::fprintf(stderr, "usage: ivf_mangle corrupt|cut|truncate|concat|garbage ARGS...\n");
+        std::fprintf(stderr, "usage: ivf_mangle corrupt|cut|concat|garbage ARGS...\n");
         return 2;
     }
     const std::string mode = argv[1];
     if (mode == "corrupt" || mode == "cut")
         return Damage(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10), mode == "cut");
-    if (mode == "truncate") return Truncate(argv[2], argv[3], std::strtol(argv[4], nullptr, 10));
     if (mode == "concat") return Concat(argv[2], argv[3], argv[4]);
     if (mode == "garbage") return Garbage(argv[2], argv[3], std::strtol(argv[4], nullptr, 10));
     return 2;

@@ -2,10 +2,8 @@
 #ifndef VELTRANE_TESTS_TOOLS_TEMP_DIR_H
 #define VELTRANE_TESTS_TOOLS_TEMP_DIR_H
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -15,13 +13,14 @@
 
 namespace veltrane::tools::test {
 
+// The process id keeps concurrent runs of the tests apart.
 class TempDir {
 public:
-    // The process id keeps concurrent runs of the same test apart; the '/' in
-    // the names of parameterised tests would make a directory of its own.
-    TempDir()
-        : path_(std::filesystem::temp_directory_path() /
-                ("veltrane_tools_tests." + std::to_string(getpid()) + "." + TestName())) {
+    TempDir() {
+        static int count = 0;
+        path_ =
+            std::filesystem::temp_directory_path() /
+            ("veltrane_tools_tests." + std::to_string(getpid()) + "." + std::to_string(count++));
         std::filesystem::remove_all(path_);
         std::filesystem::create_directories(path_);
     }
@@ -32,12 +31,6 @@ public:
     std::string File(const std::string& name) const { return (path_ / name).string(); }
 
 private:
-    static std::string TestName() {
-        std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-        std::replace(name.begin(), name.end(), '/', '.');
-        return name;
-    }
-
     std::filesystem::path path_;
 };
 
