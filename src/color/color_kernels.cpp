@@ -11,6 +11,8 @@ const ColorRowKernels kColorRowKernelsC = {
     {Rgb555RowC, Rgb565RowC, Argb4444RowC},
 };
 
+// The family's one selection point, in the order every family uses: AVX2,
+// SSE2, NEON, then the plain table.
 VELTRANE_LOAD_TIME KernelTableGetter<ColorRowKernels> SelectColorRowKernels(unsigned cpuFeatures) {
 #if VELTRANE_X86_KERNELS
     if (cpuFeatures & kCpuAvx2) {

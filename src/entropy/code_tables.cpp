@@ -240,6 +240,7 @@ constexpr int16_t TcoefCodes[2 + 2 * 103] = {
     7, 0b0000011,
 };
 
+// Run and level of each code above, in the same order.
 constexpr uint8_t TcoefRunTable[103] = {
     0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1,
     1, 1, 2, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5, 5, 5, 6,

@@ -57,6 +57,9 @@ VideoDecompressorInstanceVeltrane::~VideoDecompressorInstanceVeltrane() {
     }
 }
 
+// The entries of the host's function table, one per call of the interface:
+// each forwards to the instance's decompressor, and an instance without one
+// (its open failed) answers 0.
 int32_t VideoDecompressorInstanceVeltrane::CodecSubType(IVideoDecompressorInstance* instance,
                                                         uint32_t index) {
     IVideoDecompressor* d = DecompressorOf(instance);

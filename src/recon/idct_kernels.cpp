@@ -29,6 +29,8 @@ static_assert(OutputFactorsMatchButterflies());
 const IdctKernels kIdctKernelsC = {IdctToPixelsC, IdctToResidualC, IdctCornerToResidualC,
                                    IdctAddC,      IdctCornerAddC,  IdctDcAddC};
 
+// The family's one selection point, in the order every family uses: AVX2,
+// SSE2, NEON, then the plain table.
 VELTRANE_LOAD_TIME KernelTableGetter<IdctKernels> SelectIdctKernels(unsigned cpuFeatures) {
 #if VELTRANE_X86_KERNELS
     if (cpuFeatures & kCpuAvx2) {

@@ -14,6 +14,8 @@ const McKernels kMcKernelsC = {
     ExtendPlaneC,
 };
 
+// The family's one selection point, in the order every family uses: AVX2,
+// SSE2, NEON, then the plain table.
 VELTRANE_LOAD_TIME KernelTableGetter<McKernels> SelectMcKernels(unsigned cpuFeatures) {
 #if VELTRANE_X86_KERNELS
     if (cpuFeatures & kCpuAvx2) {

@@ -12,11 +12,7 @@
 namespace veltrane {
 namespace {
 
-using mc::AdjacentSum;
-using mc::AverageBytes;
-using mc::AverageRows;
-using mc::LoadBytes4;
-using mc::SumAdjacent;
+using namespace mc;  // the word-parallel byte operations
 
 // Adds two predicted samples (left in the low byte of `pred`) to the residual
 // pair at `residual`, with each 16-bit sum wrapping on its own; stores the

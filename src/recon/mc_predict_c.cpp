@@ -11,12 +11,7 @@
 namespace veltrane {
 namespace {
 
-using mc::AdjacentSum;
-using mc::AverageBytes;
-using mc::AverageRows;
-using mc::LoadBytes4;
-using mc::StoreBytes4;
-using mc::SumAdjacent;
+using namespace mc;  // the word-parallel byte operations
 
 template <int kWords>
 inline void CopyRows(const unsigned char* src, unsigned char* dst, ptrdiff_t stride, int rows) {
@@ -80,6 +75,8 @@ inline void PredictDiagonal(const unsigned char* src, unsigned char* dst, ptrdif
 
 }  // namespace
 
+// The table's entries: the same row functions over two words a row (8
+// samples) and four (16).
 void PredictCopy8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
     CopyRows<2>(src, dst, stride, 8);
 }

@@ -1,7 +1,8 @@
 // AVX2 colour row kernels: the arithmetic of the SSE2 twins (see there: one
 // pmulhw or pmulhuw per term, the luma term 19 too high and the chroma terms 19
 // lower, packuswb for the clamping), 32 pixels per step. Rows too short for one
-// step go to the SSE2 kernels.
+// step go to the SSE2 kernels. Apart from the lane order below, the file
+// follows color_sse2.cpp kernel for kernel.
 //
 // Unpacking and packing work within 128-bit lanes. So that the in-lane steps
 // still end in consecutive pixels, luma and alpha are loaded with their dwords
@@ -14,42 +15,10 @@
 #include <cstdint>
 
 #include "color/color_kernels.h"
+#include "color/x86/color_biases_x86.h"
 
 namespace veltrane {
 namespace {
-
-constexpr int Clamp(int x, int low, int high) { return x < low ? low : (x > high ? high : x); }
-constexpr int ExactLuma(int y) { return (298 * Clamp(y, 16, 235) - 4767) >> 8; }
-
-constexpr int kLumaBias = 84;
-constexpr int kLumaExcess = 19;
-constexpr int kRedBias = -2964;
-constexpr int kGreenUBias = 3600;
-constexpr int kGreenVBias = 3928;
-constexpr int kBlueBias = -2413;
-
-constexpr bool LumaBiasIsExact() {
-    for (int y = 0; y < 256; ++y) {
-        const int clamped = Clamp(y, 16, 235);
-        if (((256 * clamped + kLumaBias) * 298 >> 16) != ExactLuma(y) + kLumaExcess) return false;
-    }
-    return true;
-}
-
-constexpr bool ChromaBiasIsExact(int coef, int bias, int rounding, int lower) {
-    for (int c = -112; c <= 112; ++c) {
-        const int scaled = 256 * c + bias;
-        if (scaled < -32768 || scaled > 32767) return false;
-        if ((scaled * coef >> 16) != ((coef * c + rounding) >> 8) - lower) return false;
-    }
-    return true;
-}
-
-static_assert(LumaBiasIsExact());
-static_assert(ChromaBiasIsExact(409, kRedBias, 128, kLumaExcess));
-static_assert(ChromaBiasIsExact(-100, kGreenUBias, 128, 6));
-static_assert(ChromaBiasIsExact(-208, kGreenVBias, 128, kLumaExcess - 6));
-static_assert(ChromaBiasIsExact(516, kBlueBias, 0, kLumaExcess));
 
 constexpr int kStep = 32;
 

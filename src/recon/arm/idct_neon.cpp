@@ -311,6 +311,8 @@ VELTRANE_NEON_INLINE void AddRows(const Block& m, unsigned char* dst, ptrdiff_t 
     });
 }
 
+// The entry points: a block outside the bound of the 16-bit passes goes to
+// the plain twin, every other one through the same passes.
 void IdctToPixelsNeon(const int16_t* coefficients, unsigned char* dst, ptrdiff_t stride) {
     Block m;
     if (!LoadBlock(coefficients, m)) {

@@ -2,7 +2,8 @@
 // rounds up exactly as (a + b + 1) >> 1; the diagonal average sums pairs in
 // 16-bit lanes and narrows with a rounding shift, (sum + 2) >> 2. Residual sums
 // wrap in 16-bit lanes and are saturated as the pairwise step does: sums above
-// 4095 become 0, the rest are clamped to 0..255.
+// 4095 become 0, the rest are clamped to 0..255. Kernel for kernel, the twins
+// of mc_sse2.cpp.
 #include <arm_neon.h>
 
 #include <cstddef>

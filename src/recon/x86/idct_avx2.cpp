@@ -3,6 +3,11 @@
 // (vpmaddwd) and summing in 32 bits. Why that is exact, and the bound that
 // decides which blocks the 16-bit store between the passes can carry, are set
 // out in idct_sse2.cpp; blocks outside the bound go to the plain kernels.
+//
+// The file follows idct_sse2.cpp step for step (constant table, passes, the
+// bound, the paths, the entry points) with twice the lines per register. The
+// two stay separate files of plain intrinsics, one per instruction set, rather
+// than one template over a layer that hides which instruction each step uses.
 #include <immintrin.h>
 
 #include <cstddef>

@@ -28,6 +28,8 @@
 // without AC terms gives (x0 + 16) >> 5, which the butterflies give too for any
 // 16-bit x0; its plain clamp to 0..255 equals pairwise saturation for the
 // -1024..1024 it can then produce.
+//
+// idct_avx2.cpp is the 256-bit twin of this file, step for step.
 #include <emmintrin.h>
 
 #include <cstddef>

@@ -271,7 +271,9 @@ void Copy16Sse2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) 
 
 }  // namespace
 
-const McKernels kMcKernelsSse2 = {
+namespace {
+
+constexpr McKernels kSse2Table = {
     {PredictCopy8Sse2, PredictHoriz8Sse2, PredictVert8Sse2, PredictDiagonal8Sse2},
     {PredictCopy16Sse2, PredictHoriz16Sse2, PredictVert16Sse2, PredictDiagonal16Sse2},
     {PredictChromaCopySse2, PredictChromaHorizSse2, PredictChromaVertSse2,
@@ -285,16 +287,14 @@ const McKernels kMcKernelsSse2 = {
     ExtendPlaneC,
 };
 
-const McKernels kMcKernelsAvx2 = {
-    {PredictCopy8Sse2, PredictHoriz8Sse2, PredictVert8Sse2, PredictDiagonal8Sse2},
-    {PredictCopy16Sse2, PredictHoriz16Sse2, PredictVert16Sse2, PredictDiagonal16Sse2},
-    {PredictChromaCopySse2, PredictChromaHorizSse2, PredictChromaVertSse2,
-     PredictChromaDiagonalSse2},
-    {PredictAddCopy8Sse2, PredictAddHoriz8Sse2, PredictAddVert8Sse2, PredictAddDiagonal8Sse2},
-    AddResidual8Sse2,
-    Copy8Sse2,
-    Copy16Sse2,
-    ExtendPlaneAvx2,
-};
+constexpr McKernels WithExtendPlane(McKernels kernels, ExtendPlaneKernel extendPlane) {
+    kernels.extendPlane = extendPlane;
+    return kernels;
+}
+
+}  // namespace
+
+constinit const McKernels kMcKernelsSse2 = kSse2Table;
+constinit const McKernels kMcKernelsAvx2 = WithExtendPlane(kSse2Table, ExtendPlaneAvx2);
 
 }  // namespace veltrane
