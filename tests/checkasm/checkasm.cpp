@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <new>
 
 #include "core/cpu_features.h"
@@ -17,44 +18,55 @@ namespace veltrane::checkasm {
 
 const std::vector<InstructionSet>& SupportedInstructionSets() {
     static const std::vector<InstructionSet> sets = [] {
-        const unsigned cpu = DetectCpuFeatures();
         std::vector<InstructionSet> all;
 #if VELTRANE_X86_KERNELS
-        all.push_back({"sse2", kCpuSse2});
-        all.push_back({"avx2", kCpuSse2 | kCpuAvx2});
+        all = {{"sse2", kCpuSse2}, {"avx2", kCpuSse2 | kCpuAvx2}};
 #endif
 #if VELTRANE_NEON_KERNELS
-        all.push_back({"neon", kCpuNeon});
+        all = {{"neon", kCpuNeon}};
 #endif
-        std::vector<InstructionSet> supported;
-        for (const InstructionSet& set : all) {
-            if ((cpu & set.features) == set.features) {
-                supported.push_back(set);
-            }
-        }
-        return supported;
+        std::erase_if(all, [](const InstructionSet& set) {
+            return (DetectCpuFeatures() & set.features) != set.features;
+        });
+        return all;
     }();
     return sets;
 }
+
+namespace {
+
+// The mappings of buffers gone, by size, for the next buffers of that size: the
+// memory of a trial comes back without system calls or page faults.
+std::multimap<size_t, unsigned char*>& SpareMappings() {
+    static std::multimap<size_t, unsigned char*> spare;
+    return spare;
+}
+
+}  // namespace
 
 GuardedBuffer::GuardedBuffer(size_t size) : size_(size) {
     const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     const size_t dataPages = (size + page - 1) / page;
     mappingSize_ = (dataPages + 1) * page;
-    void* mapping =
-        mmap(nullptr, mappingSize_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (mapping == MAP_FAILED) {
-        throw std::bad_alloc();
-    }
-    mapping_ = static_cast<unsigned char*>(mapping);
-    if (mprotect(mapping_ + dataPages * page, page, PROT_NONE) != 0) {
-        munmap(mapping_, mappingSize_);
-        throw std::bad_alloc();
+    const auto spare = SpareMappings().find(mappingSize_);
+    if (spare != SpareMappings().end()) {
+        mapping_ = spare->second;
+        SpareMappings().erase(spare);
+    } else {
+        void* mapping =
+            mmap(nullptr, mappingSize_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (mapping == MAP_FAILED) {
+            throw std::bad_alloc();
+        }
+        mapping_ = static_cast<unsigned char*>(mapping);
+        if (mprotect(mapping_ + dataPages * page, page, PROT_NONE) != 0) {
+            throw std::bad_alloc();
+        }
     }
     data_ = mapping_ + dataPages * page - size;
 }
 
-GuardedBuffer::~GuardedBuffer() { munmap(mapping_, mappingSize_); }
+GuardedBuffer::~GuardedBuffer() { SpareMappings().emplace(mappingSize_, mapping_); }
 
 bool Checker::Wanted(const std::string& name) const {
     return filter_.empty() || name.find(filter_) != std::string::npos;
@@ -106,28 +118,29 @@ void Checker::Bench(const std::string& kernel, const char* isa, const std::funct
                 median(cTimes), median(simdTimes), median(ratios));
 }
 
-template <typename T>
-std::string CompareRows(const T* expected, const T* actual, int width, int rows, ptrdiff_t stride) {
-    for (int r = 0; r < rows; ++r) {
-        for (int c = 0; c < width; ++c) {
-            const ptrdiff_t i = r * stride + c;
-            if (expected[i] != actual[i]) {
-                return "row " + std::to_string(r) + " column " + std::to_string(c) + ": expected " +
-                       std::to_string(expected[i]) + ", got " + std::to_string(actual[i]);
-            }
+Twins::Twins(Random& random, std::initializer_list<size_t> sizes) {
+    for (size_t size : sizes) {
+        buffers_.push_back(
+            {std::make_unique<GuardedBuffer>(size), std::make_unique<GuardedBuffer>(size)});
+        random.FillBytes(buffers_.back()[0]->data(), size);
+    }
+}
+
+std::string Twins::Run(const std::function<void(int twin)>& run) const {
+    for (const auto& pair : buffers_)
+        std::memcpy(pair[1]->data(), pair[0]->data(), pair[0]->size());
+    run(0);
+    run(1);
+    for (size_t i = 0; i < buffers_.size(); ++i) {
+        const unsigned char* e = buffers_[i][0]->data();
+        const unsigned char* a = buffers_[i][1]->data();
+        const size_t at = std::mismatch(e, e + buffers_[i][0]->size(), a).first - e;
+        if (at != buffers_[i][0]->size()) {
+            return "buffer " + std::to_string(i) + " byte " + std::to_string(at) + ": expected " +
+                   std::to_string(e[at]) + ", got " + std::to_string(a[at]);
         }
     }
     return {};
-}
-
-std::string CompareBytes(const unsigned char* expected, const unsigned char* actual, int width,
-                         int rows, ptrdiff_t stride) {
-    return CompareRows(expected, actual, width, rows, stride);
-}
-
-std::string CompareInt16(const int16_t* expected, const int16_t* actual, int width, int rows,
-                         ptrdiff_t stride) {
-    return CompareRows(expected, actual, width, rows, stride);
 }
 
 }  // namespace veltrane::checkasm

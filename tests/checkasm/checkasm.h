@@ -2,20 +2,27 @@
 // and worst-case inputs, for every instruction set the processor has, and in
 // its timing mode (--bench) prints the time of both per kernel.
 //
-// Each kernel family registers one check function. A check runs, for each
-// instruction set, every kernel of that set's table that differs from the C
-// table's, on inputs it builds with the harness's random source and in buffers
-// whose last byte is followed by an inaccessible page, so that a read past the
-// end faults instead of passing unnoticed.
+// Each kernel family lists its kernels with a trial function and hands them to
+// CheckKernels. A trial builds its inputs with the harness's random source in
+// buffers whose last byte is followed by an inaccessible page, so that a read
+// past the end faults instead of passing unnoticed, runs both twins on copies of
+// them and compares everything afterwards.
 #ifndef VELTRANE_TESTS_CHECKASM_CHECKASM_H
 #define VELTRANE_TESTS_CHECKASM_CHECKASM_H
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <functional>
+#include <initializer_list>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "core/kernel_binding.h"
 
 namespace veltrane::checkasm {
 
@@ -43,8 +50,12 @@ public:
     int Between(int low, int high) {
         return low + static_cast<int>(Next() % static_cast<uint32_t>(high - low + 1));
     }
+    bool Coin() { return Next() & 1; }
     void FillBytes(unsigned char* p, size_t n) {
-        for (size_t i = 0; i < n; ++i) p[i] = static_cast<unsigned char>(Next() >> 24);
+        for (size_t i = 0; i < n; i += 4) {
+            const uint32_t word = Next();
+            std::memcpy(p + i, &word, std::min<size_t>(4, n - i));
+        }
     }
 
 private:
@@ -68,6 +79,27 @@ private:
     size_t size_ = 0;
 };
 
+// The memory of one trial, inputs and outputs alike: each buffer twice, once
+// for the C twin (0) and once for the SIMD twin (1), with the same contents.
+class Twins {
+public:
+    // Guarded buffers of the given sizes, the C twin's filled with random bytes;
+    // the trial then writes its inputs into them.
+    Twins(Random& random, std::initializer_list<size_t> sizes);
+    unsigned char* at(int twin, size_t buffer) const { return buffers_[buffer][twin]->data(); }
+    template <typename T>
+    T* as(int twin, size_t buffer) const {
+        return reinterpret_cast<T*>(at(twin, buffer));
+    }
+    // Copies the C twin's buffers to the SIMD twin's, calls run(0) and run(1),
+    // and describes the first byte in which the buffers then differ, or returns
+    // an empty string.
+    std::string Run(const std::function<void(int twin)>& run) const;
+
+private:
+    std::vector<std::array<std::unique_ptr<GuardedBuffer>, 2>> buffers_;
+};
+
 // The run's state: random source, failures, options.
 class Checker {
 public:
@@ -75,11 +107,10 @@ public:
         : random_(seed), seed_(seed), bench_(bench), filter_(std::move(filter)) {}
 
     Random& random() { return random_; }
-    uint64_t seed() const { return seed_; }
     bool benchmarking() const { return bench_; }
 
-    // Whether kernel `name` of instruction set `isa` is to be checked (the
-    // --filter option matches a substring of "family.kernel").
+    // Whether a kernel is to be checked (--filter matches a substring of its
+    // name, "family.kernel").
     bool Wanted(const std::string& name) const;
 
     // Records a mismatch; the message names the kernel, the instruction set and
@@ -105,12 +136,49 @@ private:
     int passes_ = 0;
 };
 
-// Compares two byte areas of `rows` rows of `width` bytes; describes the first
-// difference, or returns an empty string.
-std::string CompareBytes(const unsigned char* expected, const unsigned char* actual, int width,
-                         int rows, ptrdiff_t stride);
-std::string CompareInt16(const int16_t* expected, const int16_t* actual, int width, int rows,
-                         ptrdiff_t stride);
+// The address of a table entry, to tell the tables that share a function.
+template <typename Function>
+const void* Address(Function f) {
+    return reinterpret_cast<const void*>(f);
+}
+
+// One kernel of a family: `entry` picks it from a table; `trial` runs trial n
+// on the kernel of both tables ({C, SIMD}) and describes what differed (empty
+// when nothing did); `bench` calls a table's kernel on prepared inputs.
+template <typename Table>
+struct Kernel {
+    std::string name;
+    std::function<const void*(const Table&)> entry;
+    std::function<std::string(Random&, int n, const std::array<const Table*, 2>&)> trial;
+    std::function<void(const Table&)> bench;
+};
+
+// Checks every kernel of every supported instruction set's table whose function
+// differs from the C table's with `trials` trials, and times it under --bench.
+template <typename Table>
+void CheckKernels(Checker& checker, const Table& c, KernelTableGetter<Table> (*select)(unsigned),
+                  int trials, const std::vector<Kernel<Table>>& kernels) {
+    std::vector<const Table*> checked{&c};
+    for (const InstructionSet& set : SupportedInstructionSets()) {
+        const Table* simd = select(set.features)();
+        if (std::find(checked.begin(), checked.end(), simd) != checked.end()) continue;
+        checked.push_back(simd);
+        for (const Kernel<Table>& kernel : kernels) {
+            if (kernel.entry(*simd) == kernel.entry(c) || !checker.Wanted(kernel.name)) continue;
+            std::string diff;
+            for (int n = 0; n < trials && diff.empty(); ++n)
+                diff = kernel.trial(checker.random(), n, {&c, simd});
+            if (!diff.empty()) {
+                checker.Fail(kernel.name, set.name, diff);
+                continue;
+            }
+            checker.Pass(kernel.name, set.name);
+            if (checker.benchmarking())
+                checker.Bench(
+                    kernel.name, set.name, [&] { kernel.bench(c); }, [&] { kernel.bench(*simd); });
+        }
+    }
+}
 
 // The family checks.
 void CheckIdctKernels(Checker& checker);
