@@ -49,10 +49,6 @@ public:
         v_.assign(v_.size(), v);
     }
     uint8_t& Y(int column, int row) { return y_[size_t(row) * yStride_ + column]; }
-    void SetUV(int chromaColumn, int chromaRow, uint8_t u, uint8_t v) {
-        u_[size_t(chromaRow) * uvStride_ + chromaColumn] = u;
-        v_[size_t(chromaRow) * uvStride_ + chromaColumn] = v;
-    }
     // Adds an alpha plane with the luma geometry and a stride of its own.
     void AddAlpha(uint8_t value) {
         session_.alphaStride = session_.width + 7;

@@ -1,5 +1,6 @@
-// MotionCompensation, CopyRefMacroBlock and ClipMacroBlock on a small bordered
-// picture, checked against a plain per-sample reconstruction.
+// MotionCompensation, CopyRefMacroBlock, ClipMacroBlock and the exported 8x8
+// routines on a small bordered picture, checked against a plain per-sample
+// reconstruction.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -110,9 +111,6 @@ protected:
                                   cur.U(x / 2, y / 2), cur.V(x / 2, y / 2), coefficients,
                                   Store::kYStride, Store::kUvStride, mask);
     }
-    void SetVectors(int mb, int x0, int y0, int x1, int y1) {
-        vectors[mb] = {{{x0, y0}, {x1, y1}, {x1, y0}, {x0, y1}}};
-    }
 
     std::mt19937 rng{7};
     Store ref, cur;
@@ -122,7 +120,7 @@ protected:
 };
 
 TEST_F(MotionCompensationTest, MatchesPlainReconstruction) {
-    for (int n = 0; n < 300; ++n) {
+    for (int n = 0; n < 600; ++n) {
         const int mb = rng() % kMbCount;
         types[mb] = static_cast<int16_t>(rng() % 3);
         for (auto& v : vectors[mb].vectors) v = {int(rng() % 64) - 32, int(rng() % 64) - 32};
@@ -162,50 +160,59 @@ TEST_F(MotionCompensationTest, CopyRefEqualsZeroVectorPrediction) {
     EXPECT_EQ(cur.V(23, 15)[0], ref.V(23, 15)[0]);
 }
 
-// The chroma vector a macroblock used, read back from ramps: U rises by 4 per
-// column and V by 4 per row, so a sample's value tells where it came from.
-class ChromaVectorTest : public MotionCompensationTest {
-protected:
-    void SetUp() override {
-        for (size_t i = 0; i < ref.u.size(); ++i) ref.u[i] = 4 * (i % Store::kUvStride);
-        for (size_t i = 0; i < ref.v.size(); ++i) ref.v[i] = 4 * (i / Store::kUvStride);
-    }
-    std::pair<int, int> ChromaOf(int type) {
-        types[4] = static_cast<int16_t>(type);
-        EXPECT_EQ(Run(4, 0), 0);  // macroblock (16, 16): chroma (8, 8), 24 into the allocation
-        return {(cur.U(8, 8)[0] - 96) / 2, (cur.V(8, 8)[0] - 96) / 2};
-    }
-};
-
-// Every component: types 0 and 1 apply the one-vector rule, four equal vectors
-// give the same; the rule checked at its rounding points; the four-vector rule
-// for sums spread unevenly over the blocks.
-TEST_F(ChromaVectorTest, OneAndFourVectorRules) {
-    for (int v = -32; v < 32; ++v) {
-        SetVectors(4, v, -v, 9, 9);
-        const auto one = ChromaOf(0);
-        EXPECT_EQ(one, std::make_pair(OneVectorChroma(v), OneVectorChroma(-v))) << v;
-        EXPECT_EQ(ChromaOf(1), one) << v;
-        SetVectors(4, v, -v, v, -v);
-        EXPECT_EQ(ChromaOf(2), one) << v;
-    }
-    for (const auto& [luma, chroma] : {std::pair{-7, -3},
-                                       {-5, -3},
-                                       {-4, -2},
-                                       {-1, -1},
-                                       {1, 1},
-                                       {2, 1},
-                                       {3, 1},
-                                       {6, 3},
-                                       {-32, -16},
-                                       {31, 15}})
-        EXPECT_EQ(OneVectorChroma(luma), chroma) << luma;
+// The chroma vector rules of the reference at their rounding points (the
+// reconstruction test holds the decoder to the reference).
+TEST(ChromaVectorRules, RoundingPoints) {
+    const int one[][2] = {{-7, -3}, {-5, -3}, {-4, -2}, {-1, -1},   {1, 1},
+                          {2, 1},   {3, 1},   {6, 3},   {-32, -16}, {31, 15}};
+    for (const auto& [luma, chroma] : one) EXPECT_EQ(OneVectorChroma(luma), chroma) << luma;
     const int four[][2] = {{1, 0},  {2, 0},   {3, 1},    {13, 1},   {14, 2},
                            {17, 2}, {-3, -1}, {-19, -3}, {124, 15}, {-128, -16}};
-    for (const auto& [sum, chroma] : four) {
-        const int q = sum >= 0 ? sum / 4 : -((3 - sum) / 4), extra = sum - 4 * q;
-        for (int k = 0; k < 4; ++k) vectors[4].vectors[k] = {q + (k < extra), q + (k >= 4 - extra)};
-        EXPECT_EQ(ChromaOf(2), std::make_pair(chroma, chroma)) << sum;
+    for (const auto& [sum, chroma] : four) EXPECT_EQ(FourVectorChroma(sum), chroma) << sum;
+}
+
+// The thirteen exported 8x8 routines, with and without residual, each at the
+// phase it stands for.
+TEST(AddIn8x8, ExportedRoutinesPredictAtTheirPhase) {
+    using ResidualFn = void (*)(unsigned char*, int16_t*, unsigned char*, int, int);
+    using ZbFn = void (*)(unsigned char*, unsigned char*, int);
+    const struct {
+        int mvx, mvy;
+        ResidualFn add;
+        ZbFn zb;
+    } routines[] = {
+        {0, 0, AddIn8x8PlainCopyAligned, nullptr},
+        {0, 0, AddIn8x8PlainCopyUnAligned, nullptr},
+        {1, 0, AddIn8x8HorizInterpolate, nullptr},
+        {0, 1, AddIn8x8VertInterpolateAligned, nullptr},
+        {0, 1, AddIn8x8VertInterpolateUnaligned, nullptr},
+        {1, 1, AddIn8x8DiagonalInterpolate, nullptr},
+        {0, 0, nullptr, AddIn8x8PlainCopyAlignedZb},
+        {0, 0, nullptr, AddIn8x8PlainCopyUnAlignedZb},
+        {1, 0, nullptr, AddIn8x8HorizInterpolateAlignedZb},
+        {1, 0, nullptr, AddIn8x8HorizInterpolateUnalignedZb},
+        {0, 1, nullptr, AddIn8x8VertInterpolateAlignedZb},
+        {0, 1, nullptr, AddIn8x8VertInterpolateUnAlignedZb},
+        {1, 1, nullptr, AddIn8x8DiagonalInterpolateZb},
+    };
+    constexpr int kStride = 24;
+    std::mt19937 rng(1);
+    std::vector<unsigned char> ref(10 * kStride);
+    for (auto& s : ref) s = static_cast<unsigned char>(rng());
+    for (const auto& r : routines) {
+        std::vector<unsigned char> got(8 * kStride, 7), want = got;
+        std::vector<int16_t> residual(64);
+        for (auto& e : residual) e = static_cast<int16_t>(int(rng() % 600) - 300);
+        std::vector<int16_t> wantResidual = residual;
+        if (r.add != nullptr) {
+            r.add(ref.data() + 1, residual.data(), got.data(), kStride, 8);
+        } else {
+            r.zb(ref.data() + 1, got.data(), kStride);
+        }
+        ReferenceBlock(ref.data() + 1, want.data(), kStride, r.mvx, r.mvy,
+                       r.add != nullptr ? wantResidual.data() : nullptr, 8);
+        EXPECT_EQ(got, want) << "phase " << r.mvx << "," << r.mvy;
+        EXPECT_EQ(residual, wantResidual) << "phase " << r.mvx << "," << r.mvy;
     }
 }
 
@@ -240,7 +247,7 @@ TEST_F(MotionCompensationTest, ExtremeVectorsStayInsideTheBorders) {
     for (int mb = 0; mb < kMbCount; ++mb) {
         for (int vy = -32; vy < 32; ++vy) {
             for (int vx = -32; vx < 32; ++vx) {
-                SetVectors(mb, vx, vy, vy, vx);
+                vectors[mb] = {{{vx, vy}, {vy, vx}, {vy, vy}, {vx, vx}}};
                 for (int16_t type : {0, 2}) {
                     types[mb] = type;
                     ASSERT_EQ(Run(mb, 0), 0);
