@@ -183,8 +183,7 @@ std::string Describe(const Block& b) {
 // planes of 8 rows of odd strides with the block in the last 8 samples of each
 // row, so that the block's last sample is the last of the memory. The
 // prediction is random, or all 0 or 255, or a random level a row.
-std::string Trial(Random& random, int n, const Call& call,
-                  const std::array<const IdctKernels*, 2>& t) {
+std::string Trial(Random& random, int n, const Call& call, const TablePair<IdctKernels>& t) {
     const auto shape = static_cast<Shape>(n / kTrialsPerShape);
     const Block block = MakeBlock(random, shape, static_cast<Range>(n % kRanges));
     const size_t offset = random.Coin() ? 0 : 2 * random.Between(1, 15);
@@ -228,20 +227,16 @@ void CheckIdctKernels(Checker& checker) {
     std::vector<unsigned char> pixels(8 * 64);
     std::vector<int16_t> samples(8 * 64);
     size_t next = 0;
+    const std::function<Args()> bench = [&] {
+        next = (next + 1) % blocks.size();
+        return Args{blocks[next].data(), pixels.data(), 64, samples.data(), 64};
+    };
 
     std::vector<Kernel<IdctKernels>> kernels;
     auto add = [&](const char* name, auto member) {
-        const Call call = [member](const IdctKernels& t, const Args& a) { Invoke(t.*member, a); };
-        kernels.push_back(
-            {std::string("idct.") + name,
-             [member](const IdctKernels& t) { return Address(t.*member); },
-             [call](Random& r, int n, const std::array<const IdctKernels*, 2>& t) {
-                 return Trial(r, n, call, t);
-             },
-             [&, call](const IdctKernels& t) {
-                 call(t, {blocks[next].data(), pixels.data(), 64, samples.data(), 64});
-                 next = (next + 1) % blocks.size();
-             }});
+        kernels.push_back(MakeKernel<IdctKernels, Args>(
+            std::string("idct.") + name, [member](const IdctKernels& t) { return t.*member; },
+            Trial, bench));
     };
     add("toPixels", &IdctKernels::toPixels);
     add("toResidual", &IdctKernels::toResidual);

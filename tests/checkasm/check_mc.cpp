@@ -43,7 +43,7 @@ void Invoke(AddResidualKernel k, const Args& a) {
 // half-sample phases) end at its last byte or lie anywhere in it. Residuals are
 // anything, typical decoder values, or sums near the 0/255/4095 edges.
 std::string Trial(Random& random, int n, int size, const Call& call,
-                  const std::array<const McKernels*, 2>& t) {
+                  const TablePair<McKernels>& t) {
     const ptrdiff_t stride = size + 2 + random.Between(0, 40);
     const ptrdiff_t residualStride = random.Coin() ? 8 : 16;
     const size_t plane = stride * (size + 3);
@@ -77,7 +77,7 @@ std::string Trial(Random& random, int n, int size, const Call& call,
 
 // The border fill of planes of any size up to 80 x 20, the last border row
 // ending the memory.
-std::string ExtendTrial(Random& random, const std::array<const McKernels*, 2>& t) {
+std::string ExtendTrial(Random& random, const TablePair<McKernels>& t) {
     const int width = random.Between(1, 80);
     const int height = random.Between(1, 20);
     const ptrdiff_t stride = width + 32 + random.Between(0, 9);
@@ -103,13 +103,12 @@ void CheckMcKernels(Checker& checker) {
 
     std::vector<Kernel<McKernels>> kernels;
     auto add = [&](const std::string& name, int size, auto pick) {
-        const Call call = [pick](const McKernels& t, const Args& a) { Invoke(pick(t), a); };
-        kernels.push_back(
-            {"mc." + name, [pick](const McKernels& t) { return Address(pick(t)); },
-             [size, call](Random& r, int n, const std::array<const McKernels*, 2>& t) {
-                 return Trial(r, n, size, call, t);
-             },
-             [&args, call](const McKernels& t) { call(t, args); }});
+        kernels.push_back(MakeKernel<McKernels, Args>(
+            "mc." + name, pick,
+            [size](Random& r, int n, const Call& call, const TablePair<McKernels>& t) {
+                return Trial(r, n, size, call, t);
+            },
+            [&] { return args; }));
     };
     for (int p = 0; p < 4; ++p) {
         const std::string phase = kPhaseNames[p];
@@ -123,7 +122,7 @@ void CheckMcKernels(Checker& checker) {
     add("copy16", 16, [](const McKernels& t) { return t.copy16; });
     kernels.push_back(
         {"mc.extendPlane", [](const McKernels& t) { return Address(t.extendPlane); },
-         [](Random& r, int, const std::array<const McKernels*, 2>& t) { return ExtendTrial(r, t); },
+         [](Random& r, int, const TablePair<McKernels>& t) { return ExtendTrial(r, t); },
          [&](const McKernels& t) {
              t.extendPlane(&plane[16 * (352 + 32) + 16], 352, 288, 352 + 32);
          }});

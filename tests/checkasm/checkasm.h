@@ -142,16 +142,34 @@ const void* Address(Function f) {
     return reinterpret_cast<const void*>(f);
 }
 
+// The C table and a SIMD table.
+template <typename Table>
+using TablePair = std::array<const Table*, 2>;
+
 // One kernel of a family: `entry` picks it from a table; `trial` runs trial n
-// on the kernel of both tables ({C, SIMD}) and describes what differed (empty
-// when nothing did); `bench` calls a table's kernel on prepared inputs.
+// on the kernel of both tables and describes what differed (empty when nothing
+// did); `bench` calls a table's kernel on prepared inputs.
 template <typename Table>
 struct Kernel {
     std::string name;
     std::function<const void*(const Table&)> entry;
-    std::function<std::string(Random&, int n, const std::array<const Table*, 2>&)> trial;
+    std::function<std::string(Random&, int n, const TablePair<Table>&)> trial;
     std::function<void(const Table&)> bench;
 };
+
+// The kernel that `pick` takes from a table, called with the family's arguments
+// through its Invoke(kernel, const Args&) overloads: trial(random, n, call,
+// tables) runs trial n, and the timings call it with the arguments bench()
+// gives.
+template <typename Table, typename Args, typename Pick, typename Trial>
+Kernel<Table> MakeKernel(std::string name, Pick pick, Trial trial, std::function<Args()> bench) {
+    const std::function<void(const Table&, const Args&)> call =
+        [pick](const Table& t, const Args& a) { Invoke(pick(t), a); };
+    return {
+        std::move(name), [pick](const Table& t) { return Address(pick(t)); },
+        [call, trial](Random& r, int n, const TablePair<Table>& t) { return trial(r, n, call, t); },
+        [call, bench](const Table& t) { call(t, bench()); }};
+}
 
 // Checks every kernel of every supported instruction set's table whose function
 // differs from the C table's with `trials` trials, and times it under --bench.

@@ -88,9 +88,14 @@ TEST(InvDct, DcOnlyBlocksAndIntraExtremes) {
     EXPECT_EQ(Intra(Block{-2048})[27], 0);
 }
 
-// On any block, intra pixels are the full transform's residuals saturated in pairs.
-TEST(InvDct, IntraEqualsSaturatedResiduals) {
+// On any block, intra pixels are the full transform's residuals saturated in
+// pairs. Over the blocks of -300..299, sparse to dense, the full transform's
+// largest deviation from a floating-point transform measured is 0.59 and the
+// mean deviation 0.0002.
+TEST(InvDct, IntraSaturatesResidualsWhichTrackFloatingPoint) {
     std::mt19937 rng(7);
+    double worst = 0;
+    double sum = 0;
     for (int n = 0; n < 3000; ++n) {
         Block b;
         for (int32_t& c : b) c = RandomCoefficient(rng, kLimits[n % 3], n % 8);
@@ -101,29 +106,16 @@ TEST(InvDct, IntraEqualsSaturatedResiduals) {
                                                     uint32_t(uint16_t(residual[i + 1])) << 16);
             ASSERT_EQ(pixels[i] | pixels[i + 1] << 16, pair & 0xFF00FF) << n << " " << i;
         }
-    }
-}
-
-// Over these blocks (-300..299, sparse to dense) the largest deviation measured
-// is 0.59 and the mean deviation 0.0002.
-TEST(InvDct, FullTransformTracksFloatingPoint) {
-    std::mt19937 rng(11);
-    double worst = 0;
-    double sum = 0;
-    for (int n = 0; n < 5000; ++n) {
-        Block b;
-        for (int32_t& c : b) c = RandomCoefficient(rng, 300, n % 8);
-        const Residual out = Apply(InvDctFixedPoint, b);
-        for (int i = 0; i < 64; ++i) {
+        for (int i = 0; n % 3 == 0 && i < 64; ++i) {
             double reference = 0;
             for (int k = 0; k < 64; ++k)
                 reference += b[k] * kBasis[k / 8][i / 8] * kBasis[k % 8][i % 8];
-            worst = std::max(worst, std::abs(out[i] - reference));
-            sum += out[i] - reference;
+            worst = std::max(worst, std::abs(residual[i] - reference));
+            sum += residual[i] - reference;
         }
     }
     EXPECT_LT(worst, 1.0);
-    EXPECT_LT(std::abs(sum / (5000 * 64)), 0.01);
+    EXPECT_LT(std::abs(sum / (1000 * 64)), 0.01);
 }
 
 // The corner variant equals the full transform on blocks of the first ten

@@ -216,27 +216,16 @@ TEST(AddIn8x8, ExportedRoutinesPredictAtTheirPhase) {
     }
 }
 
-TEST(ClipMacroBlockTest, SaturatesWritesBackAndStores) {
-    std::mt19937 rng(5);
-    Store store, want;
-    store.Fill(rng);
-    want = store;
-    int16_t coefficients[384];
-    for (auto& e : coefficients)
-        e = static_cast<int16_t>(rng() % 2 ? rng() % 65536 - 32768 : rng() % 300);
+// ClipMacroBlock writes what a prediction of zeros plus the residual gives.
+TEST_F(MotionCompensationTest, ClipMacroBlockSaturatesTheResidual) {
     coefficients[0] = 4095, coefficients[1] = 4096, coefficients[300] = -1, coefficients[383] = 256;
+    Store zero, want = cur;
     int16_t wantCoefficients[384];
-    for (int i = 0; i < 384; ++i) {
-        const int e = coefficients[i];
-        wantCoefficients[i] = static_cast<int16_t>(e < 0 || e >= 4096 ? 0 : std::min(e, 255));
-        unsigned char* dst = i < 256   ? want.Y(16 + i % 16, 16 + i / 16)
-                             : i < 320 ? want.U(8 + i % 8, 8 + (i - 256) / 8)
-                                       : want.V(8 + i % 8, 8 + (i - 320) / 8);
-        *dst = static_cast<unsigned char>(wantCoefficients[i]);
-    }
-    ClipMacroBlock(store.Y(16, 16), store.U(8, 8), store.V(8, 8), coefficients, Store::kYStride,
+    std::copy(coefficients, coefficients + 384, wantCoefficients);
+    ReferenceMacroblock(zero, want, 16, 16, 0, vectors[0], wantCoefficients, 0x3F);
+    ClipMacroBlock(cur.Y(16, 16), cur.U(8, 8), cur.V(8, 8), coefficients, Store::kYStride,
                    Store::kUvStride);
-    EXPECT_TRUE(store == want);
+    EXPECT_TRUE(cur == want);
     EXPECT_TRUE(std::equal(coefficients, coefficients + 384, wantCoefficients));
 }
 
