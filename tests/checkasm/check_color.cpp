@@ -135,7 +135,7 @@ void CheckColorRowKernels(Checker& checker) {
     ColorConverter_t* converter = OpenColorConverter(&allocator);
     // Inputs for the timings: rows of 352 pixels.
     std::vector<unsigned char> in(3 * 352), out(2 * 4 * 352);
-    checker.random().FillBytes(in.data(), in.size());
+    checker.random.FillBytes(in.data(), in.size());
     const Args args{converter, {&in[0], &in[352]}, {&in[704], &in[0]},
                     &in[704],  &in[880],           {&out[0], &out[4 * 352]},
                     352};

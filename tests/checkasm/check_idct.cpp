@@ -35,17 +35,11 @@ int BasisSign(int n, int k) {
 enum Range { kSmall, kTypical, kDecoder, kWide, kRanges };
 
 int16_t Coefficient(Random& random, Range range) {
-    switch (range) {
-        case kSmall:
-            return static_cast<int16_t>(random.Between(-2, 2));
-        case kTypical:
-            return static_cast<int16_t>(random.Between(-300, 300));
-        case kDecoder:
-            if (random.Between(0, 7) == 0) return random.Coin() ? 2047 : -2048;
-            return static_cast<int16_t>(random.Between(-2048, 2047));
-        default:
-            return static_cast<int16_t>(random.Next() >> 16);
-    }
+    constexpr int kLimits[] = {2, 300, 2048};
+    if (range == kWide) return static_cast<int16_t>(random.Next() >> 16);
+    if (range == kDecoder && random.Between(0, 7) == 0) return random.Coin() ? 2047 : -2048;
+    return static_cast<int16_t>(
+        random.Between(-kLimits[range], kLimits[range] - (range == kDecoder)));
 }
 
 enum Shape {
@@ -213,7 +207,7 @@ void CheckIdctKernels(Checker& checker) {
     // Realistic blocks for the timings: a DC and a few low-frequency terms, or
     // every coefficient.
     constexpr int kLowFrequencies[] = {1, 8, 16, 9, 2, 3, 10, 17, 24, 32, 25, 18, 11, 4};
-    Random& random = checker.random();
+    Random& random = checker.random;
     std::vector<Block> blocks(256);
     for (size_t i = 0; i < blocks.size(); ++i) {
         Block& b = blocks[i];

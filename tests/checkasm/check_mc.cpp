@@ -96,8 +96,8 @@ void CheckMcKernels(Checker& checker) {
     // Inputs for the timings.
     std::vector<unsigned char> ref(2 * 48 * 19), dst(2 * 48 * 16), plane((352 + 32) * (288 + 32));
     std::vector<int16_t> residual(16 * 8);
-    checker.random().FillBytes(ref.data(), ref.size());
-    for (int16_t& r : residual) r = static_cast<int16_t>(checker.random().Between(-300, 300));
+    checker.random.FillBytes(ref.data(), ref.size());
+    for (int16_t& r : residual) r = static_cast<int16_t>(checker.random.Between(-300, 300));
     const Args args{
         {&ref[49], &ref[48 * 19 + 49]}, {&dst[0], &dst[48 * 16]}, residual.data(), 16, 48};
 

@@ -68,26 +68,21 @@ GuardedBuffer::GuardedBuffer(size_t size) : size_(size) {
 
 GuardedBuffer::~GuardedBuffer() { SpareMappings().emplace(mappingSize_, mapping_); }
 
-bool Checker::Wanted(const std::string& name) const {
-    return filter_.empty() || name.find(filter_) != std::string::npos;
-}
-
-void Checker::Fail(const std::string& kernel, const char* isa, const std::string& what) {
-    ++failures_;
-    std::printf("FAIL %s (%s): %s [--seed=%llu]\n", kernel.c_str(), isa, what.c_str(),
-                static_cast<unsigned long long>(seed_));
-}
-
-void Checker::Pass(const std::string& kernel, const char* isa) {
-    ++passes_;
-    if (!bench_) {
-        std::printf("ok   %s (%s)\n", kernel.c_str(), isa);
+void Check(Checker& checker, const std::string& name, const char* isa, int trials,
+           const std::function<std::string(int n)>& trial, const std::function<void()>& c,
+           const std::function<void()>& simd) {
+    if (name.find(checker.filter) == std::string::npos) return;
+    std::string diff;
+    for (int n = 0; n < trials && diff.empty(); ++n) diff = trial(n);
+    if (!diff.empty()) {
+        ++checker.failures;
+        std::printf("FAIL %s (%s): %s [--seed=%llu]\n", name.c_str(), isa, diff.c_str(),
+                    static_cast<unsigned long long>(checker.seed));
+        return;
     }
-}
-
-void Checker::Bench(const std::string& kernel, const char* isa, const std::function<void()>& c,
-                    const std::function<void()>& simd) {
-    if (!bench_) {
+    ++checker.passes;
+    if (!checker.bench) {
+        std::printf("ok   %s (%s)\n", name.c_str(), isa);
         return;
     }
     using Clock = std::chrono::steady_clock;
@@ -111,8 +106,8 @@ void Checker::Bench(const std::string& kernel, const char* isa, const std::funct
     };
     const double tc = median(cTimes);
     const double ts = median(simdTimes);
-    std::printf("%-36s %-5s  C %9.1f ns  SIMD %9.1f ns  C/SIMD %6.2fx\n", kernel.c_str(), isa, tc,
-                ts, tc / ts);
+    std::printf("%-36s %-5s  C %9.1f ns  SIMD %9.1f ns  C/SIMD %6.2fx\n", name.c_str(), isa, tc, ts,
+                tc / ts);
 }
 
 Twins::Twins(Random& random, std::initializer_list<size_t> sizes) {
@@ -166,11 +161,11 @@ int main(int argc, char** argv) {
     for (const InstructionSet& set : SupportedInstructionSets()) std::printf(" %s", set.name);
     std::printf("%s\n", SupportedInstructionSets().empty() ? " none (C only)" : "");
 
-    Checker checker(seed, bench, filter);
+    Checker checker{seed, bench, filter};
     CheckIdctKernels(checker);
     CheckMcKernels(checker);
     CheckColorRowKernels(checker);
-    std::printf("%d kernels checked, %d failed\n", checker.passes() + checker.failures(),
-                checker.failures());
-    return checker.failures() == 0 ? 0 : 1;
+    std::printf("%d kernels checked, %d failed\n", checker.passes + checker.failures,
+                checker.failures);
+    return checker.failures == 0 ? 0 : 1;
 }

@@ -100,41 +100,24 @@ private:
     std::vector<std::array<std::unique_ptr<GuardedBuffer>, 2>> buffers_;
 };
 
-// The run's state: random source, failures, options.
-class Checker {
-public:
-    Checker(uint64_t seed, bool bench, std::string filter)
-        : random_(seed), seed_(seed), bench_(bench), filter_(std::move(filter)) {}
-
-    Random& random() { return random_; }
-    bool benchmarking() const { return bench_; }
-
-    // Whether a kernel is to be checked (--filter matches a substring of its
-    // name, "family.kernel").
-    bool Wanted(const std::string& name) const;
-
-    // Records a mismatch; the message names the kernel, the instruction set and
-    // what differed.
-    void Fail(const std::string& kernel, const char* isa, const std::string& what);
-    // Records one kernel checked clean.
-    void Pass(const std::string& kernel, const char* isa);
-
-    // Times `simd` against `c` (each a call of the kernel on prepared inputs),
-    // interleaved, and prints the median time of each and their ratio.
-    void Bench(const std::string& kernel, const char* isa, const std::function<void()>& c,
-               const std::function<void()>& simd);
-
-    int failures() const { return failures_; }
-    int passes() const { return passes_; }
-
-private:
-    Random random_;
-    uint64_t seed_;
-    bool bench_;
-    std::string filter_;
-    int failures_ = 0;
-    int passes_ = 0;
+// The run's options, random source and counts.
+struct Checker {
+    uint64_t seed;
+    bool bench;
+    std::string filter;
+    Random random{seed};
+    int failures = 0;
+    int passes = 0;
 };
+
+// Checks kernel `name` of instruction set `isa` unless --filter leaves it out:
+// runs trials 0 to trials - 1 (trial(n) describes what differed, if anything)
+// and reports the first difference, or under --bench times `simd` against `c`
+// (each a call of the kernel on prepared inputs) and prints the median time of
+// each.
+void Check(Checker& checker, const std::string& name, const char* isa, int trials,
+           const std::function<std::string(int n)>& trial, const std::function<void()>& c,
+           const std::function<void()>& simd);
 
 // The address of a table entry, to tell the tables that share a function.
 template <typename Function>
@@ -182,18 +165,13 @@ void CheckKernels(Checker& checker, const Table& c, KernelTableGetter<Table> (*s
         if (std::find(checked.begin(), checked.end(), simd) != checked.end()) continue;
         checked.push_back(simd);
         for (const Kernel<Table>& kernel : kernels) {
-            if (kernel.entry(*simd) == kernel.entry(c) || !checker.Wanted(kernel.name)) continue;
-            std::string diff;
-            for (int n = 0; n < trials && diff.empty(); ++n)
-                diff = kernel.trial(checker.random(), n, {&c, simd});
-            if (!diff.empty()) {
-                checker.Fail(kernel.name, set.name, diff);
-                continue;
-            }
-            checker.Pass(kernel.name, set.name);
-            if (checker.benchmarking())
-                checker.Bench(
-                    kernel.name, set.name, [&] { kernel.bench(c); }, [&] { kernel.bench(*simd); });
+            if (kernel.entry(*simd) == kernel.entry(c)) continue;
+            Check(
+                checker, kernel.name, set.name, trials,
+                [&](int n) {
+                    return kernel.trial(checker.random, n, {&c, simd});
+                },
+                [&] { kernel.bench(c); }, [&] { kernel.bench(*simd); });
         }
     }
 }
