@@ -48,7 +48,6 @@ public:
         u_.assign(u_.size(), u);
         v_.assign(v_.size(), v);
     }
-    uint8_t& Y(int column, int row) { return y_[size_t(row) * yStride_ + column]; }
     // Adds an alpha plane with the luma geometry and a stride of its own.
     void AddAlpha(uint8_t value) {
         session_.alphaStride = session_.width + 7;
@@ -60,7 +59,7 @@ public:
     }
     uint32_t Expected(int column, int row) {
         const size_t chroma = size_t(row / 2) * uvStride_ + column / 2;
-        return ReferenceRgb(Y(column, row), u_[chroma], v_[chroma]);
+        return ReferenceRgb(y_[size_t(row) * yStride_ + column], u_[chroma], v_[chroma]);
     }
 
     DecompressSession_t* session() { return &session_; }
