@@ -204,20 +204,10 @@ std::string Trial(Random& random, int n, const Call& call, const TablePair<IdctK
 }  // namespace
 
 void CheckIdctKernels(Checker& checker) {
-    // Realistic blocks for the timings: a DC and a few low-frequency terms, or
-    // every coefficient.
-    constexpr int kLowFrequencies[] = {1, 8, 16, 9, 2, 3, 10, 17, 24, 32, 25, 18, 11, 4};
-    Random& random = checker.random;
+    // Blocks for the timings: mostly a few terms, every fourth dense.
     std::vector<Block> blocks(256);
-    for (size_t i = 0; i < blocks.size(); ++i) {
-        Block& b = blocks[i];
-        b[0] = static_cast<int16_t>(random.Between(-400, 1600));
-        for (int k = 1; i % 4 == 0 && k < 64; ++k)
-            b[k] = static_cast<int16_t>(random.Between(-200, 200));
-        for (int k = random.Between(0, 5); i % 4 != 0 && k > 0; --k)
-            b[kLowFrequencies[random.Between(0, 13)]] =
-                static_cast<int16_t>(random.Between(-80, 80));
-    }
+    for (size_t i = 0; i < blocks.size(); ++i)
+        blocks[i] = MakeBlock(checker.random, i % 4 ? kSparse : kDense, kTypical);
     std::vector<unsigned char> pixels(8 * 64);
     std::vector<int16_t> samples(8 * 64);
     size_t next = 0;
