@@ -42,31 +42,24 @@ std::multimap<size_t, unsigned char*>& SpareMappings() {
     return spare;
 }
 
-}  // namespace
-
-GuardedBuffer::GuardedBuffer(size_t size) : size_(size) {
-    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    const size_t dataPages = (size + page - 1) / page;
-    mappingSize_ = (dataPages + 1) * page;
-    const auto spare = SpareMappings().find(mappingSize_);
+// A mapping of `bytes` whose last page is inaccessible.
+unsigned char* MapGuarded(size_t bytes, size_t page) {
+    const auto spare = SpareMappings().find(bytes);
     if (spare != SpareMappings().end()) {
-        mapping_ = spare->second;
+        unsigned char* mapping = spare->second;
         SpareMappings().erase(spare);
-    } else {
-        void* mapping =
-            mmap(nullptr, mappingSize_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (mapping == MAP_FAILED) {
-            throw std::bad_alloc();
-        }
-        mapping_ = static_cast<unsigned char*>(mapping);
-        if (mprotect(mapping_ + dataPages * page, page, PROT_NONE) != 0) {
-            throw std::bad_alloc();
-        }
+        return mapping;
     }
-    data_ = mapping_ + dataPages * page - size;
+    void* mapping =
+        mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapping == MAP_FAILED ||
+        mprotect(static_cast<unsigned char*>(mapping) + bytes - page, page, PROT_NONE) != 0) {
+        throw std::bad_alloc();
+    }
+    return static_cast<unsigned char*>(mapping);
 }
 
-GuardedBuffer::~GuardedBuffer() { SpareMappings().emplace(mappingSize_, mapping_); }
+}  // namespace
 
 void Check(Checker& checker, const std::string& name, const char* isa, int trials,
            const std::function<std::string(int n)>& trial, const std::function<void()>& c,
@@ -111,23 +104,34 @@ void Check(Checker& checker, const std::string& name, const char* isa, int trial
 }
 
 Twins::Twins(Random& random, std::initializer_list<size_t> sizes) {
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     for (size_t size : sizes) {
-        buffers_.push_back(
-            {std::make_unique<GuardedBuffer>(size), std::make_unique<GuardedBuffer>(size)});
-        random.FillBytes(buffers_.back()[0]->data(), size);
+        Buffer buffer{size, ((size + page - 1) / page + 1) * page, {}, {}};
+        for (int twin = 0; twin < 2; ++twin) {
+            buffer.mapping[twin] = MapGuarded(buffer.mappingSize, page);
+            buffer.data[twin] = buffer.mapping[twin] + buffer.mappingSize - page - size;
+        }
+        random.FillBytes(buffer.data[0], size);
+        buffers_.push_back(buffer);
+    }
+}
+
+Twins::~Twins() {
+    for (const Buffer& buffer : buffers_) {
+        for (unsigned char* mapping : buffer.mapping)
+            SpareMappings().emplace(buffer.mappingSize, mapping);
     }
 }
 
 std::string Twins::Run(const std::function<void(int twin)>& run) const {
-    for (const auto& pair : buffers_)
-        std::memcpy(pair[1]->data(), pair[0]->data(), pair[0]->size());
+    for (const Buffer& buffer : buffers_) std::memcpy(buffer.data[1], buffer.data[0], buffer.size);
     run(0);
     run(1);
     for (size_t i = 0; i < buffers_.size(); ++i) {
-        const unsigned char* e = buffers_[i][0]->data();
-        const unsigned char* a = buffers_[i][1]->data();
-        const size_t at = std::mismatch(e, e + buffers_[i][0]->size(), a).first - e;
-        if (at != buffers_[i][0]->size()) {
+        const unsigned char* e = buffers_[i].data[0];
+        const unsigned char* a = buffers_[i].data[1];
+        const size_t at = std::mismatch(e, e + buffers_[i].size, a).first - e;
+        if (at != buffers_[i].size) {
             return "buffer " + std::to_string(i) + " byte " + std::to_string(at) + ": expected " +
                    std::to_string(e[at]) + ", got " + std::to_string(a[at]);
         }

@@ -18,7 +18,6 @@
 #include <cstring>
 #include <functional>
 #include <initializer_list>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -62,31 +61,18 @@ private:
     uint64_t state_;
 };
 
-// Memory whose last byte sits right before an inaccessible page.
-class GuardedBuffer {
-public:
-    explicit GuardedBuffer(size_t size);
-    ~GuardedBuffer();
-    GuardedBuffer(const GuardedBuffer&) = delete;
-    GuardedBuffer& operator=(const GuardedBuffer&) = delete;
-    unsigned char* data() const { return data_; }
-    size_t size() const { return size_; }
-
-private:
-    unsigned char* mapping_ = nullptr;
-    size_t mappingSize_ = 0;
-    unsigned char* data_ = nullptr;
-    size_t size_ = 0;
-};
-
 // The memory of one trial, inputs and outputs alike: each buffer twice, once
 // for the C twin (0) and once for the SIMD twin (1), with the same contents.
 class Twins {
 public:
-    // Guarded buffers of the given sizes, the C twin's filled with random bytes;
-    // the trial then writes its inputs into them.
+    // Buffers of the given sizes, the C twin's filled with random bytes; the
+    // trial then writes its inputs into them. Each buffer's last byte sits right
+    // before an inaccessible page.
     Twins(Random& random, std::initializer_list<size_t> sizes);
-    unsigned char* at(int twin, size_t buffer) const { return buffers_[buffer][twin]->data(); }
+    ~Twins();
+    Twins(const Twins&) = delete;
+    Twins& operator=(const Twins&) = delete;
+    unsigned char* at(int twin, size_t buffer) const { return buffers_[buffer].data[twin]; }
     template <typename T>
     T* as(int twin, size_t buffer) const {
         return reinterpret_cast<T*>(at(twin, buffer));
@@ -97,7 +83,13 @@ public:
     std::string Run(const std::function<void(int twin)>& run) const;
 
 private:
-    std::vector<std::array<std::unique_ptr<GuardedBuffer>, 2>> buffers_;
+    struct Buffer {
+        size_t size;
+        size_t mappingSize;
+        unsigned char* mapping[2];
+        unsigned char* data[2];
+    };
+    std::vector<Buffer> buffers_;
 };
 
 // The run's options, random source and counts.

@@ -172,47 +172,36 @@ TEST(ChromaVectorRules, RoundingPoints) {
 }
 
 // The thirteen exported 8x8 routines, with and without residual, each at the
-// phase it stands for.
+// phase it stands for (bit 0: horizontal half sample, bit 1: vertical).
 TEST(AddIn8x8, ExportedRoutinesPredictAtTheirPhase) {
     using ResidualFn = void (*)(unsigned char*, int16_t*, unsigned char*, int, int);
     using ZbFn = void (*)(unsigned char*, unsigned char*, int);
-    const struct {
-        int mvx, mvy;
-        ResidualFn add;
-        ZbFn zb;
-    } routines[] = {
-        {0, 0, AddIn8x8PlainCopyAligned, nullptr},
-        {0, 0, AddIn8x8PlainCopyUnAligned, nullptr},
-        {1, 0, AddIn8x8HorizInterpolate, nullptr},
-        {0, 1, AddIn8x8VertInterpolateAligned, nullptr},
-        {0, 1, AddIn8x8VertInterpolateUnaligned, nullptr},
-        {1, 1, AddIn8x8DiagonalInterpolate, nullptr},
-        {0, 0, nullptr, AddIn8x8PlainCopyAlignedZb},
-        {0, 0, nullptr, AddIn8x8PlainCopyUnAlignedZb},
-        {1, 0, nullptr, AddIn8x8HorizInterpolateAlignedZb},
-        {1, 0, nullptr, AddIn8x8HorizInterpolateUnalignedZb},
-        {0, 1, nullptr, AddIn8x8VertInterpolateAlignedZb},
-        {0, 1, nullptr, AddIn8x8VertInterpolateUnAlignedZb},
-        {1, 1, nullptr, AddIn8x8DiagonalInterpolateZb},
-    };
+    const std::pair<int, ResidualFn> adds[] = {
+        {0, AddIn8x8PlainCopyAligned},         {0, AddIn8x8PlainCopyUnAligned},
+        {1, AddIn8x8HorizInterpolate},         {2, AddIn8x8VertInterpolateAligned},
+        {2, AddIn8x8VertInterpolateUnaligned}, {3, AddIn8x8DiagonalInterpolate}};
+    const std::pair<int, ZbFn> zbs[] = {
+        {0, AddIn8x8PlainCopyAlignedZb},        {0, AddIn8x8PlainCopyUnAlignedZb},
+        {1, AddIn8x8HorizInterpolateAlignedZb}, {1, AddIn8x8HorizInterpolateUnalignedZb},
+        {2, AddIn8x8VertInterpolateAlignedZb},  {2, AddIn8x8VertInterpolateUnAlignedZb},
+        {3, AddIn8x8DiagonalInterpolateZb}};
     constexpr int kStride = 24;
     std::mt19937 rng(1);
     std::vector<unsigned char> ref(10 * kStride);
     for (auto& s : ref) s = static_cast<unsigned char>(rng());
-    for (const auto& r : routines) {
+    for (size_t k = 0; k < std::size(adds) + std::size(zbs); ++k) {
+        const bool add = k < std::size(adds);
+        const int phase = add ? adds[k].first : zbs[k - std::size(adds)].first;
         std::vector<unsigned char> got(8 * kStride, 7), want = got;
         std::vector<int16_t> residual(64);
         for (auto& e : residual) e = static_cast<int16_t>(int(rng() % 600) - 300);
         std::vector<int16_t> wantResidual = residual;
-        if (r.add != nullptr) {
-            r.add(ref.data() + 1, residual.data(), got.data(), kStride, 8);
-        } else {
-            r.zb(ref.data() + 1, got.data(), kStride);
-        }
-        ReferenceBlock(ref.data() + 1, want.data(), kStride, r.mvx, r.mvy,
-                       r.add != nullptr ? wantResidual.data() : nullptr, 8);
-        EXPECT_EQ(got, want) << "phase " << r.mvx << "," << r.mvy;
-        EXPECT_EQ(residual, wantResidual) << "phase " << r.mvx << "," << r.mvy;
+        if (add) adds[k].second(ref.data() + 1, residual.data(), got.data(), kStride, 8);
+        if (!add) zbs[k - std::size(adds)].second(ref.data() + 1, got.data(), kStride);
+        ReferenceBlock(ref.data() + 1, want.data(), kStride, phase & 1, phase >> 1,
+                       add ? wantResidual.data() : nullptr, 8);
+        EXPECT_EQ(got, want) << "routine " << k;
+        EXPECT_EQ(residual, wantResidual) << "routine " << k;
     }
 }
 
