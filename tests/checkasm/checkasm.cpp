@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <new>
 
 #include "core/cpu_features.h"
@@ -17,65 +18,64 @@ namespace veltrane::checkasm {
 
 const std::vector<InstructionSet>& SupportedInstructionSets() {
     static const std::vector<InstructionSet> sets = [] {
-        const unsigned cpu = DetectCpuFeatures();
         std::vector<InstructionSet> all;
 #if VELTRANE_X86_KERNELS
-        all.push_back({"sse2", kCpuSse2});
-        all.push_back({"avx2", kCpuSse2 | kCpuAvx2});
+        all = {{"sse2", kCpuSse2}, {"avx2", kCpuSse2 | kCpuAvx2}};
 #endif
 #if VELTRANE_NEON_KERNELS
-        all.push_back({"neon", kCpuNeon});
+        all = {{"neon", kCpuNeon}};
 #endif
-        std::vector<InstructionSet> supported;
-        for (const InstructionSet& set : all) {
-            if ((cpu & set.features) == set.features) {
-                supported.push_back(set);
-            }
-        }
-        return supported;
+        std::erase_if(all, [](const InstructionSet& set) {
+            return (DetectCpuFeatures() & set.features) != set.features;
+        });
+        return all;
     }();
     return sets;
 }
 
-GuardedBuffer::GuardedBuffer(size_t size) : size_(size) {
-    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    const size_t dataPages = (size + page - 1) / page;
-    mappingSize_ = (dataPages + 1) * page;
+namespace {
+
+// The mappings of buffers gone, by size, for the next buffers of that size: the
+// memory of a trial comes back without system calls or page faults.
+std::multimap<size_t, unsigned char*>& SpareMappings() {
+    static std::multimap<size_t, unsigned char*> spare;
+    return spare;
+}
+
+// A mapping of `bytes` whose last page is inaccessible.
+unsigned char* MapGuarded(size_t bytes, size_t page) {
+    const auto spare = SpareMappings().find(bytes);
+    if (spare != SpareMappings().end()) {
+        unsigned char* mapping = spare->second;
+        SpareMappings().erase(spare);
+        return mapping;
+    }
     void* mapping =
-        mmap(nullptr, mappingSize_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (mapping == MAP_FAILED) {
+        mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapping == MAP_FAILED ||
+        mprotect(static_cast<unsigned char*>(mapping) + bytes - page, page, PROT_NONE) != 0) {
         throw std::bad_alloc();
     }
-    mapping_ = static_cast<unsigned char*>(mapping);
-    if (mprotect(mapping_ + dataPages * page, page, PROT_NONE) != 0) {
-        munmap(mapping_, mappingSize_);
-        throw std::bad_alloc();
+    return static_cast<unsigned char*>(mapping);
+}
+
+}  // namespace
+
+void Check(Checker& checker, const std::string& name, const char* isa, int trials,
+           const std::function<std::string(int n)>& trial, const std::function<void()>& c,
+           const std::function<void()>& simd) {
+    if (name.find(checker.filter) == std::string::npos) return;
+    std::string diff;
+    for (int n = 0; n < trials && diff.empty(); ++n) diff = trial(n);
+    if (!diff.empty()) {
+        ++checker.failures;
+        std::printf("FAIL %s (%s): %s [--seed=%llu]\n", name.c_str(), isa, diff.c_str(),
+                    static_cast<unsigned long long>(checker.seed));
+        return;
     }
-    data_ = mapping_ + dataPages * page - size;
-}
-
-GuardedBuffer::~GuardedBuffer() { munmap(mapping_, mappingSize_); }
-
-bool Checker::Wanted(const std::string& name) const {
-    return filter_.empty() || name.find(filter_) != std::string::npos;
-}
-
-void Checker::Fail(const std::string& kernel, const char* isa, const std::string& what) {
-    ++failures_;
-    std::printf("FAIL %s (%s): %s [--seed=%llu]\n", kernel.c_str(), isa, what.c_str(),
-                static_cast<unsigned long long>(seed_));
-}
-
-void Checker::Pass(const std::string& kernel, const char* isa) {
-    ++passes_;
-    if (!bench_) {
-        std::printf("ok   %s (%s)\n", kernel.c_str(), isa);
-    }
-}
-
-void Checker::Bench(const std::string& kernel, const char* isa, const std::function<void()>& c,
-                    const std::function<void()>& simd) {
-    if (!bench_) {
+    ++checker.passes;
+    if (!checker.bench) {
+        std::printf("ok   %s (%s)\n", name.c_str(), isa);
         return;
     }
     using Clock = std::chrono::steady_clock;
@@ -87,47 +87,56 @@ void Checker::Bench(const std::string& kernel, const char* isa, const std::funct
     };
     int calls = 1;
     while (timeCalls(c, calls) * calls < 20000.0 && calls < (1 << 20)) calls *= 2;
-    constexpr int kRounds = 31;
     std::vector<double> cTimes;
     std::vector<double> simdTimes;
-    std::vector<double> ratios;
-    for (int round = 0; round < kRounds; ++round) {
-        const double tc = timeCalls(c, calls);
-        const double ts = timeCalls(simd, calls);
-        cTimes.push_back(tc);
-        simdTimes.push_back(ts);
-        ratios.push_back(tc / ts);
+    for (int round = 0; round < 31; ++round) {
+        cTimes.push_back(timeCalls(c, calls));
+        simdTimes.push_back(timeCalls(simd, calls));
     }
     auto median = [](std::vector<double> v) {
         std::nth_element(v.begin(), v.begin() + v.size() / 2, v.end());
         return v[v.size() / 2];
     };
-    std::printf("%-36s %-5s  C %9.1f ns  SIMD %9.1f ns  C/SIMD %6.2fx\n", kernel.c_str(), isa,
-                median(cTimes), median(simdTimes), median(ratios));
+    const double tc = median(cTimes);
+    const double ts = median(simdTimes);
+    std::printf("%-36s %-5s  C %9.1f ns  SIMD %9.1f ns  C/SIMD %6.2fx\n", name.c_str(), isa, tc, ts,
+                tc / ts);
 }
 
-template <typename T>
-std::string CompareRows(const T* expected, const T* actual, int width, int rows, ptrdiff_t stride) {
-    for (int r = 0; r < rows; ++r) {
-        for (int c = 0; c < width; ++c) {
-            const ptrdiff_t i = r * stride + c;
-            if (expected[i] != actual[i]) {
-                return "row " + std::to_string(r) + " column " + std::to_string(c) + ": expected " +
-                       std::to_string(expected[i]) + ", got " + std::to_string(actual[i]);
-            }
+Twins::Twins(Random& random, std::initializer_list<size_t> sizes) {
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    for (size_t size : sizes) {
+        Buffer buffer{size, ((size + page - 1) / page + 1) * page, {}, {}};
+        for (int twin = 0; twin < 2; ++twin) {
+            buffer.mapping[twin] = MapGuarded(buffer.mappingSize, page);
+            buffer.data[twin] = buffer.mapping[twin] + buffer.mappingSize - page - size;
+        }
+        random.FillBytes(buffer.data[0], size);
+        buffers_.push_back(buffer);
+    }
+}
+
+Twins::~Twins() {
+    for (const Buffer& buffer : buffers_) {
+        for (unsigned char* mapping : buffer.mapping)
+            SpareMappings().emplace(buffer.mappingSize, mapping);
+    }
+}
+
+std::string Twins::Run(const std::function<void(int twin)>& run) const {
+    for (const Buffer& buffer : buffers_) std::memcpy(buffer.data[1], buffer.data[0], buffer.size);
+    run(0);
+    run(1);
+    for (size_t i = 0; i < buffers_.size(); ++i) {
+        const unsigned char* e = buffers_[i].data[0];
+        const unsigned char* a = buffers_[i].data[1];
+        const size_t at = std::mismatch(e, e + buffers_[i].size, a).first - e;
+        if (at != buffers_[i].size) {
+            return "buffer " + std::to_string(i) + " byte " + std::to_string(at) + ": expected " +
+                   std::to_string(e[at]) + ", got " + std::to_string(a[at]);
         }
     }
     return {};
-}
-
-std::string CompareBytes(const unsigned char* expected, const unsigned char* actual, int width,
-                         int rows, ptrdiff_t stride) {
-    return CompareRows(expected, actual, width, rows, stride);
-}
-
-std::string CompareInt16(const int16_t* expected, const int16_t* actual, int width, int rows,
-                         ptrdiff_t stride) {
-    return CompareRows(expected, actual, width, rows, stride);
 }
 
 }  // namespace veltrane::checkasm
@@ -156,11 +165,11 @@ int main(int argc, char** argv) {
     for (const InstructionSet& set : SupportedInstructionSets()) std::printf(" %s", set.name);
     std::printf("%s\n", SupportedInstructionSets().empty() ? " none (C only)" : "");
 
-    Checker checker(seed, bench, filter);
+    Checker checker{seed, bench, filter};
     CheckIdctKernels(checker);
     CheckMcKernels(checker);
     CheckColorRowKernels(checker);
-    std::printf("%d kernels checked, %d failed\n", checker.passes() + checker.failures(),
-                checker.failures());
-    return checker.failures() == 0 ? 0 : 1;
+    std::printf("%d kernels checked, %d failed\n", checker.passes + checker.failures,
+                checker.failures);
+    return checker.failures == 0 ? 0 : 1;
 }

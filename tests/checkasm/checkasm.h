@@ -2,20 +2,26 @@
 // and worst-case inputs, for every instruction set the processor has, and in
 // its timing mode (--bench) prints the time of both per kernel.
 //
-// Each kernel family registers one check function. A check runs, for each
-// instruction set, every kernel of that set's table that differs from the C
-// table's, on inputs it builds with the harness's random source and in buffers
-// whose last byte is followed by an inaccessible page, so that a read past the
-// end faults instead of passing unnoticed.
+// Each kernel family lists its kernels with a trial function and hands them to
+// CheckKernels. A trial builds its inputs with the harness's random source in
+// buffers whose last byte is followed by an inaccessible page, so that a read
+// past the end faults instead of passing unnoticed, runs both twins on copies of
+// them and compares everything afterwards.
 #ifndef VELTRANE_TESTS_CHECKASM_CHECKASM_H
 #define VELTRANE_TESTS_CHECKASM_CHECKASM_H
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
+
+#include "core/kernel_binding.h"
 
 namespace veltrane::checkasm {
 
@@ -43,74 +49,124 @@ public:
     int Between(int low, int high) {
         return low + static_cast<int>(Next() % static_cast<uint32_t>(high - low + 1));
     }
+    bool Coin() { return Next() & 1; }
     void FillBytes(unsigned char* p, size_t n) {
-        for (size_t i = 0; i < n; ++i) p[i] = static_cast<unsigned char>(Next() >> 24);
+        for (size_t i = 0; i < n; i += 4) {
+            const uint32_t word = Next();
+            std::memcpy(p + i, &word, std::min<size_t>(4, n - i));
+        }
     }
 
 private:
     uint64_t state_;
 };
 
-// Memory whose last byte sits right before an inaccessible page.
-class GuardedBuffer {
+// The memory of one trial, inputs and outputs alike: each buffer twice, once
+// for the C twin (0) and once for the SIMD twin (1), with the same contents.
+class Twins {
 public:
-    explicit GuardedBuffer(size_t size);
-    ~GuardedBuffer();
-    GuardedBuffer(const GuardedBuffer&) = delete;
-    GuardedBuffer& operator=(const GuardedBuffer&) = delete;
-    unsigned char* data() const { return data_; }
-    size_t size() const { return size_; }
+    // Buffers of the given sizes, the C twin's filled with random bytes; the
+    // trial then writes its inputs into them. Each buffer's last byte sits right
+    // before an inaccessible page.
+    Twins(Random& random, std::initializer_list<size_t> sizes);
+    ~Twins();
+    Twins(const Twins&) = delete;
+    Twins& operator=(const Twins&) = delete;
+    unsigned char* at(int twin, size_t buffer) const { return buffers_[buffer].data[twin]; }
+    template <typename T>
+    T* as(int twin, size_t buffer) const {
+        return reinterpret_cast<T*>(at(twin, buffer));
+    }
+    // Copies the C twin's buffers to the SIMD twin's, calls run(0) and run(1),
+    // and describes the first byte in which the buffers then differ, or returns
+    // an empty string.
+    std::string Run(const std::function<void(int twin)>& run) const;
 
 private:
-    unsigned char* mapping_ = nullptr;
-    size_t mappingSize_ = 0;
-    unsigned char* data_ = nullptr;
-    size_t size_ = 0;
+    struct Buffer {
+        size_t size;
+        size_t mappingSize;
+        unsigned char* mapping[2];
+        unsigned char* data[2];
+    };
+    std::vector<Buffer> buffers_;
 };
 
-// The run's state: random source, failures, options.
-class Checker {
-public:
-    Checker(uint64_t seed, bool bench, std::string filter)
-        : random_(seed), seed_(seed), bench_(bench), filter_(std::move(filter)) {}
-
-    Random& random() { return random_; }
-    uint64_t seed() const { return seed_; }
-    bool benchmarking() const { return bench_; }
-
-    // Whether kernel `name` of instruction set `isa` is to be checked (the
-    // --filter option matches a substring of "family.kernel").
-    bool Wanted(const std::string& name) const;
-
-    // Records a mismatch; the message names the kernel, the instruction set and
-    // what differed.
-    void Fail(const std::string& kernel, const char* isa, const std::string& what);
-    // Records one kernel checked clean.
-    void Pass(const std::string& kernel, const char* isa);
-
-    // Times `simd` against `c` (each a call of the kernel on prepared inputs),
-    // interleaved, and prints the median time of each and their ratio.
-    void Bench(const std::string& kernel, const char* isa, const std::function<void()>& c,
-               const std::function<void()>& simd);
-
-    int failures() const { return failures_; }
-    int passes() const { return passes_; }
-
-private:
-    Random random_;
-    uint64_t seed_;
-    bool bench_;
-    std::string filter_;
-    int failures_ = 0;
-    int passes_ = 0;
+// The run's options, random source and counts.
+struct Checker {
+    uint64_t seed;
+    bool bench;
+    std::string filter;
+    Random random{seed};
+    int failures = 0;
+    int passes = 0;
 };
 
-// Compares two byte areas of `rows` rows of `width` bytes; describes the first
-// difference, or returns an empty string.
-std::string CompareBytes(const unsigned char* expected, const unsigned char* actual, int width,
-                         int rows, ptrdiff_t stride);
-std::string CompareInt16(const int16_t* expected, const int16_t* actual, int width, int rows,
-                         ptrdiff_t stride);
+// Checks kernel `name` of instruction set `isa` unless --filter leaves it out:
+// runs trials 0 to trials - 1 (trial(n) describes what differed, if anything)
+// and reports the first difference, or under --bench times `simd` against `c`
+// (each a call of the kernel on prepared inputs) and prints the median time of
+// each.
+void Check(Checker& checker, const std::string& name, const char* isa, int trials,
+           const std::function<std::string(int n)>& trial, const std::function<void()>& c,
+           const std::function<void()>& simd);
+
+// The address of a table entry, to tell the tables that share a function.
+template <typename Function>
+const void* Address(Function f) {
+    return reinterpret_cast<const void*>(f);
+}
+
+// The C table and a SIMD table.
+template <typename Table>
+using TablePair = std::array<const Table*, 2>;
+
+// One kernel of a family: `entry` picks it from a table; `trial` runs trial n
+// on the kernel of both tables and describes what differed (empty when nothing
+// did); `bench` calls a table's kernel on prepared inputs.
+template <typename Table>
+struct Kernel {
+    std::string name;
+    std::function<const void*(const Table&)> entry;
+    std::function<std::string(Random&, int n, const TablePair<Table>&)> trial;
+    std::function<void(const Table&)> bench;
+};
+
+// The kernel that `pick` takes from a table, called with the family's arguments
+// through its Invoke(kernel, const Args&) overloads: trial(random, n, call,
+// tables) runs trial n, and the timings call it with the arguments bench()
+// gives.
+template <typename Table, typename Args, typename Pick, typename Trial>
+Kernel<Table> MakeKernel(std::string name, Pick pick, Trial trial, std::function<Args()> bench) {
+    const std::function<void(const Table&, const Args&)> call =
+        [pick](const Table& t, const Args& a) { Invoke(pick(t), a); };
+    return {
+        std::move(name), [pick](const Table& t) { return Address(pick(t)); },
+        [call, trial](Random& r, int n, const TablePair<Table>& t) { return trial(r, n, call, t); },
+        [call, bench](const Table& t) { call(t, bench()); }};
+}
+
+// Checks every kernel of every supported instruction set's table whose function
+// differs from the C table's with `trials` trials, and times it under --bench.
+template <typename Table>
+void CheckKernels(Checker& checker, const Table& c, KernelTableGetter<Table> (*select)(unsigned),
+                  int trials, const std::vector<Kernel<Table>>& kernels) {
+    std::vector<const Table*> checked{&c};
+    for (const InstructionSet& set : SupportedInstructionSets()) {
+        const Table* simd = select(set.features)();
+        if (std::find(checked.begin(), checked.end(), simd) != checked.end()) continue;
+        checked.push_back(simd);
+        for (const Kernel<Table>& kernel : kernels) {
+            if (kernel.entry(*simd) == kernel.entry(c)) continue;
+            Check(
+                checker, kernel.name, set.name, trials,
+                [&](int n) {
+                    return kernel.trial(checker.random, n, {&c, simd});
+                },
+                [&] { kernel.bench(c); }, [&] { kernel.bench(*simd); });
+        }
+    }
+}
 
 // The family checks.
 void CheckIdctKernels(Checker& checker);

@@ -1,5 +1,6 @@
-// MotionCompensation, CopyRefMacroBlock and ClipMacroBlock on a small bordered
-// picture, checked against a plain per-sample reconstruction.
+// MotionCompensation, CopyRefMacroBlock, ClipMacroBlock and the exported 8x8
+// routines on a small bordered picture, checked against a plain per-sample
+// reconstruction.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -110,9 +111,6 @@ protected:
                                   cur.U(x / 2, y / 2), cur.V(x / 2, y / 2), coefficients,
                                   Store::kYStride, Store::kUvStride, mask);
     }
-    void SetVectors(int mb, int x0, int y0, int x1, int y1) {
-        vectors[mb] = {{{x0, y0}, {x1, y1}, {x1, y0}, {x0, y1}}};
-    }
 
     std::mt19937 rng{7};
     Store ref, cur;
@@ -122,7 +120,7 @@ protected:
 };
 
 TEST_F(MotionCompensationTest, MatchesPlainReconstruction) {
-    for (int n = 0; n < 300; ++n) {
+    for (int n = 0; n < 600; ++n) {
         const int mb = rng() % kMbCount;
         types[mb] = static_cast<int16_t>(rng() % 3);
         for (auto& v : vectors[mb].vectors) v = {int(rng() % 64) - 32, int(rng() % 64) - 32};
@@ -162,74 +160,61 @@ TEST_F(MotionCompensationTest, CopyRefEqualsZeroVectorPrediction) {
     EXPECT_EQ(cur.V(23, 15)[0], ref.V(23, 15)[0]);
 }
 
-// The chroma vector a macroblock used, read back from ramps: U rises by 4 per
-// column and V by 4 per row, so a sample's value tells where it came from.
-class ChromaVectorTest : public MotionCompensationTest {
-protected:
-    void SetUp() override {
-        for (size_t i = 0; i < ref.u.size(); ++i) ref.u[i] = 4 * (i % Store::kUvStride);
-        for (size_t i = 0; i < ref.v.size(); ++i) ref.v[i] = 4 * (i / Store::kUvStride);
-    }
-    std::pair<int, int> ChromaOf(int type) {
-        types[4] = static_cast<int16_t>(type);
-        EXPECT_EQ(Run(4, 0), 0);  // macroblock (16, 16): chroma (8, 8), 24 into the allocation
-        return {(cur.U(8, 8)[0] - 96) / 2, (cur.V(8, 8)[0] - 96) / 2};
-    }
-};
-
-// Every component: types 0 and 1 apply the one-vector rule, four equal vectors
-// give the same; the rule checked at its rounding points; the four-vector rule
-// for sums spread unevenly over the blocks.
-TEST_F(ChromaVectorTest, OneAndFourVectorRules) {
-    for (int v = -32; v < 32; ++v) {
-        SetVectors(4, v, -v, 9, 9);
-        const auto one = ChromaOf(0);
-        EXPECT_EQ(one, std::make_pair(OneVectorChroma(v), OneVectorChroma(-v))) << v;
-        EXPECT_EQ(ChromaOf(1), one) << v;
-        SetVectors(4, v, -v, v, -v);
-        EXPECT_EQ(ChromaOf(2), one) << v;
-    }
-    for (const auto& [luma, chroma] : {std::pair{-7, -3},
-                                       {-5, -3},
-                                       {-4, -2},
-                                       {-1, -1},
-                                       {1, 1},
-                                       {2, 1},
-                                       {3, 1},
-                                       {6, 3},
-                                       {-32, -16},
-                                       {31, 15}})
-        EXPECT_EQ(OneVectorChroma(luma), chroma) << luma;
+// The chroma vector rules of the reference at their rounding points (the
+// reconstruction test holds the decoder to the reference).
+TEST(ChromaVectorRules, RoundingPoints) {
+    const int one[][2] = {{-7, -3}, {-5, -3}, {-4, -2}, {-1, -1},   {1, 1},
+                          {2, 1},   {3, 1},   {6, 3},   {-32, -16}, {31, 15}};
+    for (const auto& [luma, chroma] : one) EXPECT_EQ(OneVectorChroma(luma), chroma) << luma;
     const int four[][2] = {{1, 0},  {2, 0},   {3, 1},    {13, 1},   {14, 2},
                            {17, 2}, {-3, -1}, {-19, -3}, {124, 15}, {-128, -16}};
-    for (const auto& [sum, chroma] : four) {
-        const int q = sum >= 0 ? sum / 4 : -((3 - sum) / 4), extra = sum - 4 * q;
-        for (int k = 0; k < 4; ++k) vectors[4].vectors[k] = {q + (k < extra), q + (k >= 4 - extra)};
-        EXPECT_EQ(ChromaOf(2), std::make_pair(chroma, chroma)) << sum;
+    for (const auto& [sum, chroma] : four) EXPECT_EQ(FourVectorChroma(sum), chroma) << sum;
+}
+
+// The thirteen exported 8x8 routines, with and without residual, each at the
+// phase it stands for (bit 0: horizontal half sample, bit 1: vertical).
+TEST(AddIn8x8, ExportedRoutinesPredictAtTheirPhase) {
+    using ResidualFn = void (*)(unsigned char*, int16_t*, unsigned char*, int, int);
+    using ZbFn = void (*)(unsigned char*, unsigned char*, int);
+    const std::pair<int, ResidualFn> adds[] = {
+        {0, AddIn8x8PlainCopyAligned},         {0, AddIn8x8PlainCopyUnAligned},
+        {1, AddIn8x8HorizInterpolate},         {2, AddIn8x8VertInterpolateAligned},
+        {2, AddIn8x8VertInterpolateUnaligned}, {3, AddIn8x8DiagonalInterpolate}};
+    const std::pair<int, ZbFn> zbs[] = {
+        {0, AddIn8x8PlainCopyAlignedZb},        {0, AddIn8x8PlainCopyUnAlignedZb},
+        {1, AddIn8x8HorizInterpolateAlignedZb}, {1, AddIn8x8HorizInterpolateUnalignedZb},
+        {2, AddIn8x8VertInterpolateAlignedZb},  {2, AddIn8x8VertInterpolateUnAlignedZb},
+        {3, AddIn8x8DiagonalInterpolateZb}};
+    constexpr int kStride = 24;
+    std::mt19937 rng(1);
+    std::vector<unsigned char> ref(10 * kStride);
+    for (auto& s : ref) s = static_cast<unsigned char>(rng());
+    for (size_t k = 0; k < std::size(adds) + std::size(zbs); ++k) {
+        const bool add = k < std::size(adds);
+        const int phase = add ? adds[k].first : zbs[k - std::size(adds)].first;
+        std::vector<unsigned char> got(8 * kStride, 7), want = got;
+        std::vector<int16_t> residual(64);
+        for (auto& e : residual) e = static_cast<int16_t>(int(rng() % 600) - 300);
+        std::vector<int16_t> wantResidual = residual;
+        if (add) adds[k].second(ref.data() + 1, residual.data(), got.data(), kStride, 8);
+        if (!add) zbs[k - std::size(adds)].second(ref.data() + 1, got.data(), kStride);
+        ReferenceBlock(ref.data() + 1, want.data(), kStride, phase & 1, phase >> 1,
+                       add ? wantResidual.data() : nullptr, 8);
+        EXPECT_EQ(got, want) << "routine " << k;
+        EXPECT_EQ(residual, wantResidual) << "routine " << k;
     }
 }
 
-TEST(ClipMacroBlockTest, SaturatesWritesBackAndStores) {
-    std::mt19937 rng(5);
-    Store store, want;
-    store.Fill(rng);
-    want = store;
-    int16_t coefficients[384];
-    for (auto& e : coefficients)
-        e = static_cast<int16_t>(rng() % 2 ? rng() % 65536 - 32768 : rng() % 300);
+// ClipMacroBlock writes what a prediction of zeros plus the residual gives.
+TEST_F(MotionCompensationTest, ClipMacroBlockSaturatesTheResidual) {
     coefficients[0] = 4095, coefficients[1] = 4096, coefficients[300] = -1, coefficients[383] = 256;
+    Store zero, want = cur;
     int16_t wantCoefficients[384];
-    for (int i = 0; i < 384; ++i) {
-        const int e = coefficients[i];
-        wantCoefficients[i] = static_cast<int16_t>(e < 0 || e >= 4096 ? 0 : std::min(e, 255));
-        unsigned char* dst = i < 256   ? want.Y(16 + i % 16, 16 + i / 16)
-                             : i < 320 ? want.U(8 + i % 8, 8 + (i - 256) / 8)
-                                       : want.V(8 + i % 8, 8 + (i - 320) / 8);
-        *dst = static_cast<unsigned char>(wantCoefficients[i]);
-    }
-    ClipMacroBlock(store.Y(16, 16), store.U(8, 8), store.V(8, 8), coefficients, Store::kYStride,
+    std::copy(coefficients, coefficients + 384, wantCoefficients);
+    ReferenceMacroblock(zero, want, 16, 16, 0, vectors[0], wantCoefficients, 0x3F);
+    ClipMacroBlock(cur.Y(16, 16), cur.U(8, 8), cur.V(8, 8), coefficients, Store::kYStride,
                    Store::kUvStride);
-    EXPECT_TRUE(store == want);
+    EXPECT_TRUE(cur == want);
     EXPECT_TRUE(std::equal(coefficients, coefficients + 384, wantCoefficients));
 }
 
@@ -240,7 +225,7 @@ TEST_F(MotionCompensationTest, ExtremeVectorsStayInsideTheBorders) {
     for (int mb = 0; mb < kMbCount; ++mb) {
         for (int vy = -32; vy < 32; ++vy) {
             for (int vx = -32; vx < 32; ++vx) {
-                SetVectors(mb, vx, vy, vy, vx);
+                vectors[mb] = {{{vx, vy}, {vy, vx}, {vy, vy}, {vx, vx}}};
                 for (int16_t type : {0, 2}) {
                     types[mb] = type;
                     ASSERT_EQ(Run(mb, 0), 0);
