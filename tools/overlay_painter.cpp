@@ -338,8 +338,10 @@ void DrawMacroblocks(cairo_t* cr, const FrameAnalysis& frame, const OverlayOptio
     const size_t grid = static_cast<size_t>(mbs.columns) * static_cast<size_t>(mbs.rows);
     const bool showNotReached = !frame.error.empty() && !mbs.records.empty();
     for (size_t i = 0; i < grid; ++i) {
-        const double x = static_cast<double>(i % mbs.columns) * size;
-        const double y = static_cast<double>(i / mbs.columns) * size;
+        const size_t column = i % mbs.columns;
+        const size_t row = i / mbs.columns;
+        const double x = static_cast<double>(column) * size;
+        const double y = static_cast<double>(row) * size;
         if (i >= mbs.records.size()) {
             if (!showNotReached || !(options.types || options.bits)) break;
             cairo_rectangle(cr, x, y, size, size);
@@ -350,11 +352,9 @@ void DrawMacroblocks(cairo_t* cr, const FrameAnalysis& frame, const OverlayOptio
         const MacroblockRecord& r = mbs.records[i];
         const MacroblockClass c = ClassOf(r);
         const bool failed = c == MacroblockClass::kDamaged;
-        if (failed && (options.types || options.bits)) {
-            cairo_rectangle(cr, x, y, size, size);
-            SetColour(cr, StyleOf(c).colour, kFillOpacity);
-            cairo_fill(cr);
-        } else if (options.bits) {
+        // A damaged macroblock has no bit count to show: its class colour
+        // stands in the heat map too.
+        if (options.bits && !failed) {
             cairo_rectangle(cr, x, y, size, size);
             SetColour(cr, HeatColour(std::sqrt(static_cast<double>(r.bitCount) / most)),
                       kFillOpacity);
@@ -365,7 +365,7 @@ void DrawMacroblocks(cairo_t* cr, const FrameAnalysis& frame, const OverlayOptio
                 cairo_set_line_width(cr, 1.5);
                 cairo_stroke(cr);
             }
-        } else if (options.types) {
+        } else if (options.types || (failed && options.bits)) {
             cairo_rectangle(cr, x, y, size, size);
             SetColour(cr, StyleOf(c).colour, kFillOpacity);
             cairo_fill(cr);

@@ -5,6 +5,7 @@
 #define VELTRANE_RECON_MACROBLOCK_PREDICTION_H
 
 #include <cstddef>
+#include <cstdint>
 
 #include "core/bit_cursor.h"
 #include "recon/mc_kernels.h"
@@ -34,10 +35,10 @@ constexpr int ChromaComponentFourVectors(int sum) {
 // The one-vector rule for every luma component -32..31, indexed by component + 32.
 inline constexpr auto kChromaOfOneVector = [] {
     struct Table {
-        signed char component[64];
+        int16_t component[64];
     } table{};
     for (int v = -32; v < 32; ++v) {
-        table.component[v + 32] = static_cast<signed char>(ChromaComponentOneVector(v));
+        table.component[v + 32] = static_cast<int16_t>(ChromaComponentOneVector(v));
     }
     return table;
 }();
