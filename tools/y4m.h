@@ -27,6 +27,9 @@ std::string FormatY4mHeader(const Y4mHeader& header);
 
 enum class Y4mRead { kPicture, kEnd, kError };
 
+// The reader and the writer have the shape of IvfReader and IvfWriter (open by
+// name or "-", read or write one unit, errors naming the file and the frame);
+// the formats share nothing else.
 class Y4mReader {
 public:
     Y4mReader() = default;

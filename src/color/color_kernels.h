@@ -73,6 +73,8 @@ void Rgb565RowC(const ColorConverter_t* converter, const unsigned char* y, const
 void Argb4444RowC(const ColorConverter_t* converter, const unsigned char* y, const unsigned char* u,
                   const unsigned char* v, uint16_t* out, int width);
 
+// The tables, declared alike in every kernel family: the plain twins, then
+// the SIMD tables this build has.
 extern const ColorRowKernels kColorRowKernelsC;
 #if VELTRANE_X86_KERNELS
 extern const ColorRowKernels kColorRowKernelsSse2;

@@ -56,6 +56,8 @@ bool NarrowCoefficients(const int32_t* coefficients, int16_t* narrow) {
 
 using namespace veltrane;
 
+// The exported transforms, alike: coefficients that fit 16 bits go to the
+// kernel table, any other block to the plain 32-bit transform.
 extern "C" void InvDctFixedPoint(int32_t* coefficients, int16_t* dst, int stride) {
     alignas(32) int16_t narrow[64];
     if (NarrowCoefficients(coefficients, narrow)) {

@@ -57,6 +57,8 @@ constexpr int16_t kIdctOutputFactors[8][8] = {
     {8192, -11363, 10703, -9633, 8192, -6437, 4433, -2260},
 };
 
+// The tables, declared alike in every kernel family: the plain twins, then
+// the SIMD tables this build has.
 extern const IdctKernels kIdctKernelsC;
 #if VELTRANE_X86_KERNELS
 extern const IdctKernels kIdctKernelsSse2;

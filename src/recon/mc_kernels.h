@@ -83,6 +83,8 @@ void Copy8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
 void Copy16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
 void ExtendPlaneC(unsigned char* plane, int width, int height, ptrdiff_t stride);
 
+// The tables, declared alike in every kernel family: the plain twins, then
+// the SIMD tables this build has.
 extern const McKernels kMcKernelsC;
 #if VELTRANE_X86_KERNELS
 extern const McKernels kMcKernelsSse2;

@@ -136,6 +136,8 @@ inline void PredictAdd8(const unsigned char* src, int16_t* residual, ptrdiff_t r
     }
 }
 
+// The table's entries: one instance of the row loops per phase, with and
+// without residual.
 void PredictCopy8Sse2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
     Predict8<RowsCopy>(src, dst, stride);
 }
