@@ -46,12 +46,12 @@ TEST(PngWriterTest, RgbAndRgbaReadBackWithLibpng) {
 TEST(FramePatternTest, FormatsAndRejects) {
     FramePattern pattern;
     std::string error;
-    for (const auto& [spec, number, name] :
+    for (const auto& [text, number, name] :
          {std::tuple{"out/frame%04d.png", 7, "out/frame0007.png"},
           {"out/frame%04d.png", 123456, "out/frame123456.png"},
           {"100%%_%3d.png", 5, "100%_  5.png"},
           {"%u.png", 0, "0.png"}}) {
-        ASSERT_TRUE(pattern.Parse(spec, &error)) << spec;
+        ASSERT_TRUE(pattern.Parse(text, &error)) << text;
         EXPECT_EQ(pattern.Format(number), name);
     }
     for (const char* bad : {"%d_%d.png", "%-4d.png", "a%", "%099d.png"}) {

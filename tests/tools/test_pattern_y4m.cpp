@@ -11,15 +11,15 @@
 
 int main(int argc, char** argv) {
     using namespace veltrane::tools;
-    const std::string spec = argc == 3 ? argv[1] : "";
-    const size_t colon = spec.find(':');
+    const std::string sizeAndFrames = argc == 3 ? argv[1] : "";
+    const size_t colon = sizeAndFrames.find(':');
     Y4mHeader header;
     if (colon == std::string::npos ||
-        !ParseSize(spec.substr(0, colon), &header.width, &header.height)) {
+        !ParseSize(sizeAndFrames.substr(0, colon), &header.width, &header.height)) {
         std::fprintf(stderr, "usage: veltrane_test_pattern_y4m WxH:FRAMES OUT.y4m\n");
         return 2;
     }
-    const long frames = std::strtol(spec.c_str() + colon + 1, nullptr, 10);
+    const long frames = std::strtol(sizeAndFrames.c_str() + colon + 1, nullptr, 10);
     Y4mWriter writer;
     YuvPicture picture;
     std::string error;
