@@ -5,8 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-// jpeglib.h needs FILE and size_t declared before it.
-#include <jpeglib.h>
+#include "jpeg_error.h"
 // The decompressor's module records, for cinfo.idct.
 #include <jpegint.h>
 
@@ -16,22 +15,6 @@ extern "C" void jpeg_idct_islow(j_decompress_ptr cinfo, jpeg_component_info* com
                                 JCOEFPTR coef_block, JSAMPARRAY output_buf, JDIMENSION output_col);
 
 namespace veltrane::peer {
-
-namespace {
-
-struct JpegError {
-    jpeg_error_mgr manager;
-    std::jmp_buf jump;
-    char message[JMSG_LENGTH_MAX];
-};
-
-void JpegErrorExit(j_common_ptr cinfo) {
-    auto* error = reinterpret_cast<JpegError*>(cinfo->err);
-    cinfo->err->format_message(cinfo, error->message);
-    std::longjmp(error->jump, 1);
-}
-
-}  // namespace
 
 struct JpegIslow::State {
     jpeg_decompress_struct decompress;

@@ -9,8 +9,7 @@
 #include <cstring>
 #include <memory>
 
-// jpeglib.h needs FILE and size_t declared before it.
-#include <jpeglib.h>
+#include "jpeg_error.h"
 
 namespace veltrane::peer {
 
@@ -23,19 +22,6 @@ struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
-
-// libjpeg reports fatal errors through error_exit, which must not return.
-struct JpegError {
-    jpeg_error_mgr manager;
-    std::jmp_buf jump;
-    char message[JMSG_LENGTH_MAX];
-};
-
-void JpegErrorExit(j_common_ptr cinfo) {
-    auto* error = reinterpret_cast<JpegError*>(cinfo->err);
-    cinfo->err->format_message(cinfo, error->message);
-    std::longjmp(error->jump, 1);
-}
 
 bool LoadJpeg(std::FILE* file, const std::string& path, Photo* photo, std::string* error) {
     jpeg_decompress_struct cinfo;
