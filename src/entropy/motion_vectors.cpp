@@ -47,11 +47,13 @@ void PredictVector(int mbIndex, int position, int column, int perRow, bool first
     const MotionVector_t* r = nullptr;
     switch (position) {
         case kSingleVector:
-        case kUpperLeft:
-            if (left) l = Neighbour(mbTypes, mbVectors, mbIndex - 1, 1);
-            if (above) a = Neighbour(mbTypes, mbVectors, mbIndex - perRow, 2);
-            if (aboveRight) r = Neighbour(mbTypes, mbVectors, mbIndex - perRow + 1, 2);
-            break;
+        case kUpperLeft: {
+            const MotionVector_t v =
+                PredictFromNeighbours(mbIndex, column, perRow, firstRow, mbTypes, mbVectors);
+            *predictedX = v.x;
+            *predictedY = v.y;
+            return;
+        }
         case kUpperRight:
             l = &own[0];
             if (above) a = Neighbour(mbTypes, mbVectors, mbIndex - perRow, 3);

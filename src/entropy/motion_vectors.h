@@ -50,31 +50,41 @@ inline int32_t MedianOfThree(int32_t a, int32_t b, int32_t c) {
     return c < low ? low : (c > high ? high : c);
 }
 
+// The prediction of a single or an upper-left vector: the median of the left,
+// above and above-right candidates, absent ones counting as zero, or the left
+// one alone where no row lies above. The left candidate of a four-vector
+// neighbour is its upper-right vector, the candidates above its lower-left one.
+VELTRANE_HOT_INLINE MotionVector_t PredictFromNeighbours(int mbIndex, int column, int perRow,
+                                                         bool firstRow, const int16_t* mbTypes,
+                                                         const macroblockvec_t* mbVectors) {
+    auto candidate = [&](int mb, int fourVector) -> const MotionVector_t& {
+        return mbVectors[mb].vectors[mbTypes[mb] == kMacroblockInter4V ? fourVector : 0];
+    };
+    constexpr MotionVector_t kZero = {0, 0};
+    const MotionVector_t& left = column != 0 ? candidate(mbIndex - 1, 1) : kZero;
+    // A macroblock row above exists only below the first row; the index check keeps
+    // a caller's wrong flag from reaching before the array.
+    if (firstRow || mbIndex < perRow) {
+        return left;
+    }
+    const MotionVector_t& above = candidate(mbIndex - perRow, 2);
+    const MotionVector_t& aboveRight =
+        column != perRow - 1 ? candidate(mbIndex - perRow + 1, 2) : kZero;
+    return {MedianOfThree(left.x, above.x, aboveRight.x),
+            MedianOfThree(left.y, above.y, aboveRight.y)};
+}
+
 // The same for the one vector of any other inter macroblock, into its first vector.
-// The left candidate of a four-vector neighbour is its upper-right vector, the
-// candidates above its lower-left one.
 VELTRANE_HOT_INLINE void ReadOneMotionVector(BitCursor& bits, int mbIndex, int column, int perRow,
                                              const int16_t* mbTypes, macroblockvec_t* mbVectors,
                                              bool firstRow) {
     MotionVector_t& vector = mbVectors[mbIndex].vectors[0];
     bits.Decode(kMvdFlat, &vector.x);
     bits.Decode(kMvdFlat, &vector.y);
-    auto candidate = [&](int mb, int fourVector) -> const MotionVector_t& {
-        return mbVectors[mb].vectors[mbTypes[mb] == kMacroblockInter4V ? fourVector : 0];
-    };
-    constexpr MotionVector_t kZero = {0, 0};
-    const MotionVector_t& left = column != 0 ? candidate(mbIndex - 1, 1) : kZero;
-    int px = left.x;
-    int py = left.y;
-    if (!firstRow && mbIndex >= perRow) {
-        const MotionVector_t& above = candidate(mbIndex - perRow, 2);
-        const MotionVector_t& aboveRight =
-            column != perRow - 1 ? candidate(mbIndex - perRow + 1, 2) : kZero;
-        px = MedianOfThree(left.x, above.x, aboveRight.x);
-        py = MedianOfThree(left.y, above.y, aboveRight.y);
-    }
-    vector.x = WrapVector(vector.x + px);
-    vector.y = WrapVector(vector.y + py);
+    const MotionVector_t prediction =
+        PredictFromNeighbours(mbIndex, column, perRow, firstRow, mbTypes, mbVectors);
+    vector.x = WrapVector(vector.x + prediction.x);
+    vector.y = WrapVector(vector.y + prediction.y);
 }
 
 }  // namespace veltrane
