@@ -56,7 +56,6 @@ struct RecordingObserver {
     }
 };
 
-// What the loop over one picture works with.
 // The coefficients of a macroblock's six blocks. All six are read before the
 // first is transformed: a transform that loads a block right after the scalar
 // stores that filled it waits for those stores to drain. Zero between uses.
@@ -64,6 +63,7 @@ struct MacroblockCoefficients {
     alignas(32) int16_t block[6][64];
 };
 
+// What the loop over one picture works with.
 struct Picture {
     DecodeInstance_t* decoder;
     BitCursor& bits;
@@ -228,12 +228,12 @@ VELTRANE_HOT_INLINE void DecodeIntraPicture(Picture& p, Observer& observer) {
             if (mcbpc & 4) {
                 ApplyDquant(p);
             }
-            DecodeIntraMacroblock(p, static_cast<unsigned>((cbpy & 15) | ((mcbpc & 3) << 4)),
-                                  PlanesAt(*d, store, x, y));
+            const auto codedBlocks = static_cast<unsigned>((cbpy & 15) | ((mcbpc & 3) << 4));
+            DecodeIntraMacroblock(p, codedBlocks, PlanesAt(*d, store, x, y));
             d->mbQuant[mbIndex] = p.quant;
             observer.Macroblock(mbIndex, firstBit, bits.position(), bits.error() != 0, false,
                                 (mcbpc & 4) ? kMacroblockIntraQ : kMacroblockIntra, p.quant,
-                                static_cast<unsigned>((cbpy & 15) | ((mcbpc & 3) << 4)), nullptr);
+                                codedBlocks, nullptr);
         }
     }
 }

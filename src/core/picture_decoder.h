@@ -20,8 +20,8 @@ struct MacroblockRecord {
     int16_t type;         // 0..4 as the decoder keeps it (0 when skipped; intra picture: 3 or 4)
     uint8_t quantiser;    // the quantiser in force at its end
     uint8_t codedBlocks;  // blocks with coefficients: bits 3..0 luma 0..3, bit 5 Cb, bit 4 Cr
-    MotionVector_t
-        vectors[4];     // inter: its vectors (a one-vector macroblock repeats its one vector)
+    // inter: its vectors (a one-vector macroblock repeats its one vector)
+    MotionVector_t vectors[4];
     uint32_t firstBit;  // stream position of its first bit (stuffing included)
     uint32_t bitCount;  // bits it occupies
 };
