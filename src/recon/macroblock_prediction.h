@@ -43,17 +43,31 @@ inline constexpr auto kChromaOfOneVector = [] {
     return table;
 }();
 
+struct ChromaVector {
+    int x;
+    int y;
+};
+
+// The chroma vector of a macroblock from its luma vectors (four, or vectors[0]),
+// whose components lie in -32..31.
+VELTRANE_HOT_INLINE ChromaVector ChromaVectorOf(const MotionVector_t* vectors, bool fourVectors) {
+    if (fourVectors) {
+        return {
+            ChromaComponentFourVectors(vectors[0].x + vectors[1].x + vectors[2].x + vectors[3].x),
+            ChromaComponentFourVectors(vectors[0].y + vectors[1].y + vectors[2].y + vectors[3].y)};
+    }
+    return {kChromaOfOneVector.component[(vectors[0].x + 32) & 63],
+            kChromaOfOneVector.component[(vectors[0].y + 32) & 63]};
+}
+
 // Writes the prediction of the six blocks of the macroblock at luma position
 // (x, y) into the current store: with `fourVectors` each luma block has its own
-// vector, otherwise vectors[0] serves the whole macroblock. Vector components lie
-// in -32..31.
+// vector, otherwise vectors[0] serves the whole macroblock.
 VELTRANE_HOT_INLINE void PredictMacroblock(const McKernels& kernels,
                                            unsigned char* const* refPlanes, int x, int y,
                                            const MotionVector_t* vectors, bool fourVectors,
                                            unsigned char* curY, unsigned char* curU,
                                            unsigned char* curV, int yStride, int uvStride) {
-    int cx;
-    int cy;
     if (fourVectors) {
         for (int k = 0; k < 4; ++k) {
             const int dx = 8 * (k & 1);
@@ -63,18 +77,15 @@ VELTRANE_HOT_INLINE void PredictMacroblock(const McKernels& kernels,
                 DisplacedSource(refPlanes[0], x + dx, y + dy, mv.x, mv.y, yStride),
                 curY + static_cast<ptrdiff_t>(dy) * yStride + dx, yStride);
         }
-        cx = ChromaComponentFourVectors(vectors[0].x + vectors[1].x + vectors[2].x + vectors[3].x);
-        cy = ChromaComponentFourVectors(vectors[0].y + vectors[1].y + vectors[2].y + vectors[3].y);
     } else {
         const MotionVector_t& mv = vectors[0];
         kernels.predict16[McPhaseOf(mv.x, mv.y)](
             DisplacedSource(refPlanes[0], x, y, mv.x, mv.y, yStride), curY, yStride);
-        cx = kChromaOfOneVector.component[(mv.x + 32) & 63];
-        cy = kChromaOfOneVector.component[(mv.y + 32) & 63];
     }
-    kernels.predictChroma[McPhaseOf(cx, cy)](
-        DisplacedSource(refPlanes[1], x / 2, y / 2, cx, cy, uvStride),
-        DisplacedSource(refPlanes[2], x / 2, y / 2, cx, cy, uvStride), curU, curV, uvStride);
+    const ChromaVector c = ChromaVectorOf(vectors, fourVectors);
+    kernels.predictChroma[McPhaseOf(c.x, c.y)](
+        DisplacedSource(refPlanes[1], x / 2, y / 2, c.x, c.y, uvStride),
+        DisplacedSource(refPlanes[2], x / 2, y / 2, c.x, c.y, uvStride), curU, curV, uvStride);
 }
 
 }  // namespace veltrane

@@ -15,20 +15,6 @@
 namespace veltrane {
 namespace {
 
-struct ChromaVector {
-    int x;
-    int y;
-};
-
-ChromaVector ChromaVectorOf(const MotionVector_t* vectors, bool fourVectors) {
-    if (fourVectors) {
-        return {
-            ChromaComponentFourVectors(vectors[0].x + vectors[1].x + vectors[2].x + vectors[3].x),
-            ChromaComponentFourVectors(vectors[0].y + vectors[1].y + vectors[2].y + vectors[3].y)};
-    }
-    return {ChromaComponentOneVector(vectors[0].x), ChromaComponentOneVector(vectors[0].y)};
-}
-
 // Saturates `rows` rows of `width` 16-bit values (a multiple of 4) to samples,
 // writes them back into the values and stores them into the plane at dst.
 inline void ClipRows(int16_t* values, unsigned char* dst, int stride, int rows, int width) {
