@@ -5,6 +5,7 @@
 
 #include "command_line.h"
 #include "commands.h"
+#include "core/macroblock_type.h"
 #include "core/picture_header.h"
 #include "frame_decoder.h"
 #include "host_allocator.h"
@@ -131,8 +132,10 @@ void InfoRun::PrintRow(const FrameInfo& info) const {
                 h.temporalReference);
     if (info.haveStats) {
         const MacroblockStats& s = info.stats;
-        std::printf(" %6u %6u %6u %6u %6u %6u %6u %6.2f", s.byType[3], s.byType[4], s.byType[0],
-                    s.byType[1], s.byType[2], s.byType[5], s.codedBlocks, s.meanVectorLength());
+        std::printf(" %6u %6u %6u %6u %6u %6u %6u %6.2f", s.byType[kMacroblockIntra],
+                    s.byType[kMacroblockIntraQ], s.byType[kMacroblockInter],
+                    s.byType[kMacroblockInterQ], s.byType[kMacroblockInter4V],
+                    s.byType[kSkippedMacroblock], s.codedBlocks, s.meanVectorLength());
         if (!info.error.empty()) std::printf("  error: %s", info.error.c_str());
     }
     std::printf("\n");
@@ -146,12 +149,12 @@ void InfoRun::PrintJson(const FrameInfo& info) const {
     }
     if (info.haveStats) {
         const MacroblockStats& s = info.stats;
-        line.Add("mb_intra", s.byType[3])
-            .Add("mb_intra_q", s.byType[4])
-            .Add("mb_inter", s.byType[0])
-            .Add("mb_inter_q", s.byType[1])
-            .Add("mb_inter_4v", s.byType[2])
-            .Add("mb_skipped", s.byType[5])
+        line.Add("mb_intra", s.byType[kMacroblockIntra])
+            .Add("mb_intra_q", s.byType[kMacroblockIntraQ])
+            .Add("mb_inter", s.byType[kMacroblockInter])
+            .Add("mb_inter_q", s.byType[kMacroblockInterQ])
+            .Add("mb_inter_4v", s.byType[kMacroblockInter4V])
+            .Add("mb_skipped", s.byType[kSkippedMacroblock])
             .Add("coded_blocks", s.codedBlocks)
             .Add("mean_vector_length", s.meanVectorLength());
     }

@@ -71,9 +71,8 @@ void StreamAnalyser::Decode(const IvfFrame& data, FrameAnalysis* frame) {
         // decoder can have is made for it.
         frame->shown = ShownPicture::kBlank;
         const IvfFileHeader& h = header();
-        const bool plausible =
-            h.width <= VELTRANE_MAX_DIMENSION && h.height <= VELTRANE_MAX_DIMENSION;
-        frame->picture.Resize(plausible ? h.width : 0, plausible ? h.height : 0);
+        const bool decodable = IsDecodableSize(h.width, h.height);
+        frame->picture.Resize(decodable ? h.width : 0, decodable ? h.height : 0);
     }
 }
 
