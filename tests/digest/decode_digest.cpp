@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/fuzz_harness.h"
+#include "fuzz/harnesses.h"
 #include "support/test_allocator.h"
 #include "support/test_sequence.h"
 #include "veltrane/color.h"

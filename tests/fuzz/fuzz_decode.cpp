@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "fuzz/fuzz_harness.h"
+#include "fuzz/harnesses.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const veltrane::fuzz::HarnessResult result = veltrane::fuzz::RunDecodeHarness(data, size);

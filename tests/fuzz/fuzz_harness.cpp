@@ -1,8 +1,7 @@
-#include "fuzz/fuzz_harness.h"
-
 #include <algorithm>
 #include <memory>
 
+#include "fuzz/harnesses.h"
 #include "support/test_allocator.h"
 #include "veltrane/color.h"
 #include "veltrane/decoder.h"

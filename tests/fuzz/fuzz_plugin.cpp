@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "fuzz/plugin_harness.h"
+#include "fuzz/harnesses.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const veltrane::fuzz::PluginHarnessResult result = veltrane::fuzz::RunPluginHarness(data, size);

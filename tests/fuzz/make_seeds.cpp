@@ -32,7 +32,7 @@ std::vector<Bytes> Sequence(uint32_t seed, int w, int h, uint32_t version,
     return frames;
 }
 
-// Appends a frame-decode operation of the plug-in harness (plugin_harness.h).
+// Appends a frame-decode operation of the plug-in harness (harnesses.h).
 void AddDecode(Bytes& input, const Bytes& frame, uint8_t tag, uint8_t postFilter, uint8_t host) {
     input.insert(input.end(), {0, static_cast<uint8_t>(frame.size() & 0xFF),
                                static_cast<uint8_t>(frame.size() >> 8), tag, postFilter, host});
@@ -46,7 +46,7 @@ bool WriteFile(const std::string& path, const Bytes& input) {
     return static_cast<bool>(file);
 }
 
-// Frames in the decode harness's input layout (fuzz_harness.h).
+// Frames in the decode harness's input layout (harnesses.h).
 bool Write(const std::string& dir, const std::string& name, uint8_t config,
            const std::vector<Bytes>& frames) {
     Bytes input = {config};

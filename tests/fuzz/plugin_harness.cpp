@@ -1,8 +1,7 @@
-#include "fuzz/plugin_harness.h"
-
 #include <algorithm>
 #include <memory>
 
+#include "fuzz/harnesses.h"
 #include "support/host_framework.h"
 #include "support/test_allocator.h"
 #include "veltrane/host.h"
