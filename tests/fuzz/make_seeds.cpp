@@ -40,10 +40,9 @@ void AddDecode(Bytes& input, const Bytes& frame, uint8_t tag, uint8_t postFilter
 }
 
 bool WriteFile(const std::string& path, const Bytes& input) {
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(input.data()),
-               static_cast<std::streamsize>(input.size()));
-    return static_cast<bool>(file);
+    return static_cast<bool>(std::ofstream(path, std::ios::binary)
+                                 .write(reinterpret_cast<const char*>(input.data()),
+                                        static_cast<std::streamsize>(input.size())));
 }
 
 // Frames in the decode harness's input layout (harnesses.h).

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -75,11 +74,9 @@ Surface LoadPng(const std::string& path) {
 
 // Red, green and blue at picture pixel (x, y) of an opaque ARGB32 surface.
 std::array<double, 3> At(cairo_surface_t* surface, int x, int y) {
-    uint32_t word;
-    std::memcpy(&word,
-                cairo_image_surface_get_data(surface) +
-                    y * kScale * cairo_image_surface_get_stride(surface) + 4 * x * kScale,
-                4);
+    const unsigned char* row = cairo_image_surface_get_data(surface) +
+                               y * kScale * cairo_image_surface_get_stride(surface);
+    const uint32_t word = reinterpret_cast<const uint32_t*>(row)[x * kScale];
     return {double((word >> 16) & 255), double((word >> 8) & 255), double(word & 255)};
 }
 
@@ -157,8 +154,8 @@ TEST(AnalyzeOverlayTest, PicturesShowTheDecodersTypesAndVectors) {
         char number[8];
         std::snprintf(number, sizeof number, "%02u", i);
         const Surface typed = LoadPng(file("type", number)), bare = LoadPng(file("none", number));
-        ASSERT_EQ(cairo_surface_status(typed.get()), CAIRO_STATUS_SUCCESS);
-        ASSERT_EQ(cairo_surface_status(bare.get()), CAIRO_STATUS_SUCCESS);
+        ASSERT_TRUE(cairo_surface_status(typed.get()) == CAIRO_STATUS_SUCCESS &&
+                    cairo_surface_status(bare.get()) == CAIRO_STATUS_SUCCESS);
         // Each macroblock's fill: damaged, skipped, or its type.
         for (size_t k = 0; k < records.size(); ++k) {
             const MacroblockRecord& r = records[k];

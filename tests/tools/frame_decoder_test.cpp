@@ -43,10 +43,9 @@ TEST(FrameDecoderTest, FailedFramesLeaveTheReferenceIntactAndSizeChangesReopen) 
     otherSizeInter[4] ^= 0x04;  // bit 37, inside the 8-bit width field: 48 becomes 56
     // Source format 1 (16-bit size): 5000 x 16, then 0 x 16.
     const std::vector<uint8_t> huge = {0x00, 0x00, 0x80, 0x00, 0x89, 0xC4,
-                                       0x00, 0x08, 0x05, 0x00, 0x00, 0x00};
-    std::vector<uint8_t> empty = huge;
-    empty[4] = 0x80;
-    empty[5] = 0x00;
+                                       0x00, 0x08, 0x05, 0x00, 0x00, 0x00},
+                               empty = {0x00, 0x00, 0x80, 0x00, 0x80, 0x00,
+                                        0x00, 0x08, 0x05, 0x00, 0x00, 0x00};
 
     veltrane::test::TestAllocator allocator;
     {
@@ -58,7 +57,6 @@ TEST(FrameDecoderTest, FailedFramesLeaveTheReferenceIntactAndSizeChangesReopen) 
         ASSERT_EQ(Decode(&decoder, stream[1]), 0);
         EXPECT_NE(Decode(&decoder, damaged), 0);
         EXPECT_EQ(Decode(&decoder, {}), kStatusBadData);
-        EXPECT_EQ(Decode(&decoder, {0xFF, 0xFF, 0xFF, 0xFF}), kStatusBadData);
         // A broken intra picture of another size fails in a session of its own;
         // an inter picture of another size is refused outright.
         EXPECT_EQ(Decode(&decoder, brokenIntra), kStatusOutOfData);
