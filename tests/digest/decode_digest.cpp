@@ -6,15 +6,15 @@
 // bit alike: the test command compares a native run with one under emulation.
 //
 // Usage: veltrane_digest CORPUS_DIR
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <string>
 #include <vector>
 
-#include "fuzz/fuzz_harness.h"
+#include "fuzz/harnesses.h"
 #include "support/test_allocator.h"
 #include "support/test_sequence.h"
 #include "veltrane/color.h"
@@ -61,11 +61,10 @@ void PrintPicture(void* session, int width, int height, const uint32_t* pixels, 
 // One line per frame of a seed; a picture predicted from stores that no intra
 // picture filled shows memory nothing wrote, so it has no digest.
 void ReplayCorpus(const std::filesystem::path& directory) {
-    std::vector<std::filesystem::path> seeds;
+    std::set<std::filesystem::path> seeds;
     for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-        if (entry.is_regular_file()) seeds.push_back(entry.path());
+        if (entry.is_regular_file()) seeds.insert(entry.path());
     }
-    std::sort(seeds.begin(), seeds.end());
     for (const auto& path : seeds) {
         std::ifstream file(path, std::ios::binary);
         const std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(file), {}};

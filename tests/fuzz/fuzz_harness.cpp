@@ -1,8 +1,7 @@
-#include "fuzz/fuzz_harness.h"
-
 #include <algorithm>
 #include <memory>
 
+#include "fuzz/harnesses.h"
 #include "support/test_allocator.h"
 #include "veltrane/color.h"
 #include "veltrane/decoder.h"
@@ -72,10 +71,8 @@ private:
         alpha_ = colour_ = nullptr;
     }
     int32_t Check(int32_t status) {
-        if (status != kStatusOk && status != kStatusOutOfData && status != kStatusBadData &&
-            status != kStatusSizeChanged) {
-            result_.unexpectedStatus = true;
-        }
+        result_.unexpectedStatus |= status != kStatusOk && status != kStatusOutOfData &&
+                                    status != kStatusBadData && status != kStatusSizeChanged;
         return status;
     }
 
@@ -85,12 +82,8 @@ private:
             DecompressSetAlpha(colour_, alpha_);
         }
         image_.reset(new uint32_t[static_cast<size_t>(width_) * static_cast<size_t>(height_)]());
-        QXImage_t image{kQXImageFormatBGRA32,
-                        width_,
-                        height_,
-                        bottomUp_,
-                        width_ * 4,
-                        reinterpret_cast<unsigned char*>(image_.get())};
+        auto* pixels = reinterpret_cast<unsigned char*>(image_.get());
+        QXImage_t image{kQXImageFormatBGRA32, width_, height_, bottomUp_, width_ * 4, pixels};
         return Check(DecompressFrame(colour_, bytes, size, withImage_ ? &image : nullptr));
     }
 
@@ -129,8 +122,8 @@ HarnessResult RunDecodeHarness(const uint8_t* data, size_t size, const FrameObse
     HarnessResult result;
     if (size == 0) return result;
     {
-        Harness harness(data[0], result,
-                        observer);  // fills in the allocator's counts on closing
+        // Fills in the allocator's counts on closing.
+        Harness harness(data[0], result, observer);
         size_t pos = 1;
         for (int index = 0; index < kMaxFrames && pos < size; ++index) {
             size_t length = data[pos];

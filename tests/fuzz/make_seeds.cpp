@@ -20,11 +20,11 @@ using veltrane::test::RandomStream;
 
 int MbCount(int w, int h) { return ((w + 15) / 16) * ((h + 15) / 16); }
 
-// An intra picture followed by P pictures of the given types.
+// `frames`, then random pictures of the given picture types (of type 3 the
+// picture header alone).
 std::vector<Bytes> Sequence(uint32_t seed, int w, int h, uint32_t version,
-                            const std::vector<uint32_t>& types) {
+                            const std::vector<uint32_t>& types, std::vector<Bytes> frames = {}) {
     RandomStream random(seed);
-    std::vector<Bytes> frames;
     for (uint32_t type : types) {
         frames.push_back(
             random.Picture(FieldsForSize(w, h, type, 4 + seed % 20, version), MbCount(w, h)));
@@ -32,18 +32,7 @@ std::vector<Bytes> Sequence(uint32_t seed, int w, int h, uint32_t version,
     return frames;
 }
 
-// Frames in the decode harness's input layout (fuzz_harness.h).
-Bytes HarnessInput(uint8_t config, const std::vector<Bytes>& frames) {
-    Bytes input = {config};
-    for (const Bytes& frame : frames) {
-        input.insert(input.end(), {static_cast<uint8_t>(frame.size() & 0xFF),
-                                   static_cast<uint8_t>(frame.size() >> 8)});
-        input.insert(input.end(), frame.begin(), frame.end());
-    }
-    return input;
-}
-
-// Appends a frame-decode operation of the plug-in harness (plugin_harness.h).
+// Appends a frame-decode operation of the plug-in harness (harnesses.h).
 void AddDecode(Bytes& input, const Bytes& frame, uint8_t tag, uint8_t postFilter, uint8_t host) {
     input.insert(input.end(), {0, static_cast<uint8_t>(frame.size() & 0xFF),
                                static_cast<uint8_t>(frame.size() >> 8), tag, postFilter, host});
@@ -51,15 +40,21 @@ void AddDecode(Bytes& input, const Bytes& frame, uint8_t tag, uint8_t postFilter
 }
 
 bool WriteFile(const std::string& path, const Bytes& input) {
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(input.data()),
-               static_cast<std::streamsize>(input.size()));
-    return static_cast<bool>(file);
+    return static_cast<bool>(std::ofstream(path, std::ios::binary)
+                                 .write(reinterpret_cast<const char*>(input.data()),
+                                        static_cast<std::streamsize>(input.size())));
 }
 
+// Frames in the decode harness's input layout (harnesses.h).
 bool Write(const std::string& dir, const std::string& name, uint8_t config,
            const std::vector<Bytes>& frames) {
-    return WriteFile(dir + "/" + name, HarnessInput(config, frames));
+    Bytes input = {config};
+    for (const Bytes& frame : frames) {
+        input.insert(input.end(), {static_cast<uint8_t>(frame.size() & 0xFF),
+                                   static_cast<uint8_t>(frame.size() >> 8)});
+        input.insert(input.end(), frame.begin(), frame.end());
+    }
+    return WriteFile(dir + "/" + name, input);
 }
 
 // A host session: frames decoded through the plug-in, each followed by the
@@ -85,8 +80,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: %s DECODE_SEED_DIRECTORY PLUGIN_SEED_DIRECTORY\n", argv[0]);
         return 2;
     }
-    const std::string dir = argv[1];
-    const std::string pluginDir = argv[2];
+    const std::string dir = argv[1], pluginDir = argv[2];
     bool ok = true;
 
     // 16x16: one-macroblock pictures of every type, with and without an image.
@@ -98,12 +92,9 @@ int main(int argc, char** argv) {
     ok &= Write(dir, "odd_size_version1", 2 | 16, Sequence(4, 33, 17, 1, {0, 1, 1, 2, 1, 1}));
 
     // Size changes: a 16x16 session meets 128x96, then 8-bit and 16-bit sizes.
-    {
-        std::vector<Bytes> frames = Sequence(5, 128, 96, 0, {0, 1});
-        for (Bytes& f : Sequence(6, 40, 24, 1, {0, 1})) frames.push_back(f);
-        for (Bytes& f : Sequence(7, 272, 20, 0, {0, 2})) frames.push_back(f);
-        ok &= Write(dir, "size_changes", 0, frames);
-    }
+    const std::vector<Bytes> changes =
+        Sequence(6, 40, 24, 1, {0, 1}, Sequence(5, 128, 96, 0, {0, 1}));
+    ok &= Write(dir, "size_changes", 0, Sequence(7, 272, 20, 0, {0, 2}, changes));
 
     // Stuffing everywhere, frames cut short, a frame ending right after stuffing.
     {
@@ -128,15 +119,13 @@ int main(int argc, char** argv) {
 
     // A 128x96 session fed bytes that are not a stream at all.
     {
-        std::vector<Bytes> frames;
+        std::vector<Bytes> frames(4, Bytes{0x00, 0x00, 0x80});
         uint32_t x = 12345;
-        for (int f = 0; f < 4; ++f) {
-            Bytes frame = {0x00, 0x00, 0x80};
+        for (Bytes& frame : frames) {
             for (int i = 0; i < 40; ++i) {
                 x = x * 1103515245u + 12345u;
                 frame.push_back(static_cast<uint8_t>(x >> 24));
             }
-            frames.push_back(frame);
         }
         ok &= Write(dir, "noise", 3, frames);
     }

@@ -1,8 +1,7 @@
-#include "fuzz/plugin_harness.h"
-
 #include <algorithm>
 #include <memory>
 
+#include "fuzz/harnesses.h"
 #include "support/host_framework.h"
 #include "support/test_allocator.h"
 #include "veltrane/host.h"
@@ -17,22 +16,18 @@ constexpr uint32_t kMaxHostPixels = 720 * 576;
 constexpr int kMaxOperations = 64;
 
 // The input, read front to back; reads past the end give 0.
-class Reader {
-public:
-    Reader(const uint8_t* data, size_t size) : data_(data), size_(size) {}
-    bool done() const { return pos_ >= size_; }
-    uint8_t Byte() { return pos_ < size_ ? data_[pos_++] : 0; }
+struct Reader {
+    const uint8_t* data;
+    size_t size;
+    size_t pos = 0;
+    bool done() const { return pos >= size; }
+    uint8_t Byte() { return pos < size ? data[pos++] : 0; }
     // `length` bytes, or what is left.
     const uint8_t* Take(size_t& length) {
-        length = std::min(length, size_ - pos_);
-        pos_ += length;
-        return data_ + pos_ - length;
+        length = std::min(length, size - pos);
+        pos += length;
+        return data + pos - length;
     }
-
-private:
-    const uint8_t* data_;
-    size_t size_;
-    size_t pos_ = 0;
 };
 
 class Host {
@@ -185,7 +180,7 @@ PluginHarnessResult RunPluginHarness(const uint8_t* data, size_t size) {
     if (size == 0) return result;
     {
         Host host(data[0], result);
-        Reader in(data + 1, size - 1);
+        Reader in{data + 1, size - 1};
         host.Run(in);
     }
     return result;

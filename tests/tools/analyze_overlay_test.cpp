@@ -1,14 +1,13 @@
 // The overlay pictures of `veltrane analyze` against the decoder's own records:
 // macroblock types from the fill colour at each macroblock's centre in the PNG,
-// vectors from the arrow shafts of the SVG, on the bundled sample and on a copy
-// with two damaged frames (a P picture and an intra picture).
+// vectors from the arrow shafts of the SVG, on a copy of the bundled sample with
+// two damaged frames (a P picture and an intra picture).
 #include <cairo.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -33,43 +32,35 @@ constexpr int kScale = 2;
 // The sample is 176x144: 11 x 9 macroblocks, none of them cut by the edge.
 constexpr int kColumns = 11;
 
-bool IsDamagedFrame(uint32_t index) { return index == 5 || index == 25; }
-
-struct DecodedFrame {
-    int32_t status;
-    std::vector<MacroblockRecord> records;
-};
 using Shaft = std::array<long, 4>;  // from x, y to x, y in output pixels
 
-// Copies the sample's first frames to `copy`, the damaged ones zero from a third of their
-// bytes on when `damage` is set (so that the damage lies in the macroblock layer),
-// and returns the decoder's records of each frame from a session of its own.
-std::vector<DecodedFrame> CopyAndDecodeWithRecords(const std::string& copy, bool damage) {
+// Copies the sample's first frames to `copy`, frames 5 and 25 zero from a third of
+// their bytes on (so that the damage lies in the macroblock layer), and returns the
+// decoder's records of each frame from a session of its own.
+std::vector<std::vector<MacroblockRecord>> CopyAndDecodeWithRecords(const std::string& copy) {
     IvfReader reader;
     IvfWriter writer;
     std::string error;
     EXPECT_TRUE(reader.Open(VELTRANE_SAMPLE_IVF, &error)) << error;
     EXPECT_TRUE(writer.Open(copy, reader.header(), &error)) << error;
     HostAllocator allocator;
-    auto* session = static_cast<DecompressSession_t*>(
-        DecompressOpen(reader.header().width, reader.header().height, &allocator));
-    std::vector<DecodedFrame> frames;
+    auto* session = static_cast<DecompressSession_t*>(DecompressOpen(176, 144, &allocator));
+    std::vector<std::vector<MacroblockRecord>> frames;
     IvfFrame frame;
     for (uint32_t i = 0; i < kFrames && reader.ReadFrame(&frame, &error) == IvfRead::kFrame; ++i) {
-        if (damage && IsDamagedFrame(i)) {
-            std::fill(frame.data.begin() + static_cast<ptrdiff_t>(frame.data.size() / 3),
-                      frame.data.end(), uint8_t{0});
-        }
-        EXPECT_TRUE(writer.WriteFrame(frame.data.data(), static_cast<uint32_t>(frame.data.size()),
-                                      i, &error));
-        DecodedFrame out{0, std::vector<MacroblockRecord>(size_t(session->decoder->mbCount))};
+        const bool damaged = i == 5 || i == 25;
+        if (damaged)
+            std::fill(frame.data.begin() + long(frame.data.size() / 3), frame.data.end(), 0);
+        const auto size = static_cast<uint32_t>(frame.data.size());
+        EXPECT_TRUE(writer.WriteFrame(frame.data.data(), size, i, &error));
+        std::vector<MacroblockRecord> records(size_t(session->decoder->mbCount));
         int32_t count = 0;
-        out.status = DecompressSessionFrameRecordingMacroblocks(
-            session, frame.data.data(), static_cast<uint32_t>(frame.data.size()), nullptr,
-            out.records.data(), &count);
+        EXPECT_EQ(DecompressSessionFrameRecordingMacroblocks(session, frame.data.data(), size,
+                                                             nullptr, records.data(), &count) != 0,
+                  damaged);
         DiscardSessionReaderError(session);  // what a failed picture leaves is not the next one's
-        out.records.resize(static_cast<size_t>(count));
-        frames.push_back(std::move(out));
+        EXPECT_EQ(count, kColumns * 9);
+        frames.push_back(std::move(records));
     }
     DecompressClose(session);
     EXPECT_TRUE(writer.Close(&error)) << error;
@@ -83,23 +74,20 @@ Surface LoadPng(const std::string& path) {
 
 // Red, green and blue at picture pixel (x, y) of an opaque ARGB32 surface.
 std::array<double, 3> At(cairo_surface_t* surface, int x, int y) {
-    uint32_t word;
-    std::memcpy(&word,
-                cairo_image_surface_get_data(surface) +
-                    y * kScale * cairo_image_surface_get_stride(surface) + 4 * x * kScale,
-                4);
+    const unsigned char* row = cairo_image_surface_get_data(surface) +
+                               y * kScale * cairo_image_surface_get_stride(surface);
+    const uint32_t word = reinterpret_cast<const uint32_t*>(row)[x * kScale];
     return {double((word >> 16) & 255), double((word >> 8) & 255), double(word & 255)};
 }
 
 // The class whose colour, laid over `under` at kFillOpacity, comes nearest to `over`.
 const char* NearestClass(const std::array<double, 3>& under, const std::array<double, 3>& over) {
     const auto distance = [&](const ClassStyle& style) {
-        const Rgb fill = style.colour;
+        const Rgb c = style.colour;
+        const double fill[3] = {double(c.red), double(c.green), double(c.blue)};
         double sum = 0;
-        for (int k = 0; k < 3; ++k) {
-            const double f = k == 0 ? fill.red : k == 1 ? fill.green : fill.blue;
-            sum += std::pow(under[k] * (1 - kFillOpacity) + f * kFillOpacity - over[k], 2);
-        }
+        for (int k = 0; k < 3; ++k)
+            sum += std::pow(under[k] * (1 - kFillOpacity) + fill[k] * kFillOpacity - over[k], 2);
         return sum;
     };
     return std::min_element(std::begin(kClassStyles), std::end(kClassStyles),
@@ -144,36 +132,30 @@ std::vector<Shaft> ExpectedShafts(const std::vector<MacroblockRecord>& records) 
     return shafts;
 }
 
-class AnalyzeOverlayTest : public ::testing::TestWithParam<bool> {};
-
-TEST_P(AnalyzeOverlayTest, PicturesShowTheDecodersTypesAndVectors) {
-    const bool damaged = GetParam();
+TEST(AnalyzeOverlayTest, PicturesShowTheDecodersTypesAndVectors) {
     test::TempDir dir;
-    const std::string input = dir.File("copy.ivf");
-    const std::vector<DecodedFrame> frames = CopyAndDecodeWithRecords(input, damaged);
+    std::string input = dir.File("copy.ivf"), overlays = "--overlays";
+    const std::vector<std::vector<MacroblockRecord>> frames = CopyAndDecodeWithRecords(input);
     ASSERT_EQ(frames.size(), size_t{kFrames});
     const auto file = [&](const std::string& overlay, const std::string& number) {
         return dir.File(overlay + number + (overlay == "vectors" ? ".svg" : ".png"));
     };
-    for (const char* overlay : {"type", "none", "vectors"}) {
-        std::vector<std::string> args = {input, "-o", file(overlay, "%02d"), "--overlays", overlay};
-        std::vector<char*> argv;
-        for (std::string& a : args) argv.push_back(a.data());
-        ASSERT_EQ(RunAnalyze(int(argv.size()), argv.data()), damaged ? kExitFailure : kExitOk);
+    for (std::string overlay : {"type", "none", "vectors"}) {
+        std::string pattern = file(overlay, "%02d"), o = "-o";
+        char* argv[] = {input.data(), o.data(), pattern.data(), overlays.data(), overlay.data()};
+        ASSERT_EQ(RunAnalyze(5, argv), kExitFailure);
     }
 
     static const char* const kByType[] = {"inter", "inter_q", "inter_4v", "intra", "intra_q"};
-    int framesWithFourVectors = 0, damagedMacroblocks = 0;
+    int fourVectorMacroblocks = 0, damagedMacroblocks = 0;
     for (uint32_t i = 0; i < kFrames; ++i) {
         SCOPED_TRACE("frame " + std::to_string(i));
-        const auto& records = frames[i].records;
-        ASSERT_EQ(frames[i].status != 0, damaged && IsDamagedFrame(i));
-        ASSERT_EQ(records.size(), size_t{kColumns * 9});
+        const auto& records = frames[i];
         char number[8];
         std::snprintf(number, sizeof number, "%02u", i);
         const Surface typed = LoadPng(file("type", number)), bare = LoadPng(file("none", number));
-        ASSERT_EQ(cairo_surface_status(typed.get()), CAIRO_STATUS_SUCCESS);
-        ASSERT_EQ(cairo_surface_status(bare.get()), CAIRO_STATUS_SUCCESS);
+        ASSERT_TRUE(cairo_surface_status(typed.get()) == CAIRO_STATUS_SUCCESS &&
+                    cairo_surface_status(bare.get()) == CAIRO_STATUS_SUCCESS);
         // Each macroblock's fill: damaged, skipped, or its type.
         for (size_t k = 0; k < records.size(); ++k) {
             const MacroblockRecord& r = records[k];
@@ -183,20 +165,15 @@ TEST_P(AnalyzeOverlayTest, PicturesShowTheDecodersTypesAndVectors) {
                          : r.skipped ? "skipped"
                                      : kByType[r.type])
                 << "macroblock " << k;
+            damagedMacroblocks += r.damaged;
+            fourVectorMacroblocks += !r.damaged && r.type == kMacroblockInter4V;
         }
         EXPECT_EQ(ShaftsInSvg(file("vectors", number)), ExpectedShafts(records));
-        framesWithFourVectors += std::any_of(records.begin(), records.end(), [](auto& r) {
-            return !r.damaged && r.type == kMacroblockInter4V;
-        });
-        for (const MacroblockRecord& r : records) damagedMacroblocks += r.damaged;
     }
     // The checks above met every kind of macroblock that matters here.
-    EXPECT_GT(framesWithFourVectors, 10);
-    EXPECT_EQ(damagedMacroblocks > 0, damaged);
+    EXPECT_GT(fourVectorMacroblocks, 50);
+    EXPECT_GT(damagedMacroblocks, 0);
 }
-
-INSTANTIATE_TEST_SUITE_P(SampleAndDamagedCopy, AnalyzeOverlayTest, ::testing::Bool(),
-                         [](const auto& info) { return info.param ? "Damaged" : "Sample"; });
 
 }  // namespace
 }  // namespace veltrane::tools

@@ -30,6 +30,12 @@ veltrane_cli_test(make_sample_damaged_5 EXIT 0 SETUP cli_sample_damaged_5
                   COMMAND ${MANGLE} corrupt ${SAMPLE} damaged_5.ivf 5)
 veltrane_cli_test(make_sample_damaged EXIT 0 REQUIRES cli_sample_damaged_5 SETUP cli_sample_damaged
                   COMMAND ${MANGLE} corrupt damaged_5.ivf damaged.ivf 25)
+# Macroblock statistics of a picture with intra, skipped and four-vector
+# macroblocks, and of one counted only up to its damage.
+veltrane_cli_test(info_damaged_statistics EXIT 1
+                  OUTPUT "\n +1 +1966 P +0 +176x144 +8 +1 +2 +0 +16 +0 +7 +74 +78 +4.15\n"
+                  OUTPUT2 "\n +5 +1659 P +0 +176x144 +8 +5 +0 +0 +47 +0 +4 +26 +80 +2.59  error"
+                  REQUIRES cli_sample_damaged COMMAND ${TOOL} info damaged.ivf --mb)
 veltrane_cli_test(analyze_damaged EXIT 1
                   OUTPUT "veltrane: damaged.ivf: frame 5: invalid data.*, from macroblock [0-9]+ of 99 on"
                   OUTPUT2 "damaged.ivf: 75 frames analysed, 2 failed, 75 overlay pictures, report"

@@ -62,6 +62,9 @@ veltrane_cli_test(decode_y4m EXIT 0 OUTPUT "small.ivf: 12 pictures \\(I 1, P 11.
 veltrane_cli_test(decode_png_frames EXIT 0 OUTPUT "5 pictures"
                   FILE ${CLI_DIR}/png_004.png HEX 25:02 NO_FILE ${CLI_DIR}/png_005.png
                   REQUIRES cli_small COMMAND ${TOOL} decode small.ivf -o png_%03d.png --frames=5)
+# A pattern with a literal percent sign and a number padded with blanks.
+veltrane_cli_test(decode_png_pattern EXIT 0 OUTPUT "1 picture" FILE "${CLI_DIR}/100%_  0.png"
+                  REQUIRES cli_small COMMAND ${TOOL} decode small.ivf -o "100%%_%3d.png" --frames 1)
 veltrane_cli_test(decode_alpha_png EXIT 0 OUTPUT "12 pictures.*0 errors"
                   FILE ${CLI_DIR}/alpha_11.png HEX 25:06 REQUIRES cli_small
                   COMMAND ${TOOL} decode small.ivf --alpha small.ivf -o alpha_%02d.png)
@@ -135,6 +138,8 @@ foreach(case
     "output_kind|must end in .y4m or .yuv|decode in.ivf -o out.mp4"
     "pattern_without_number|has no %d for the picture number|decode in.ivf -o frame.png"
     "pattern_conversion|only %d, %0Nd or %Nd|decode in.ivf -o a%s.png"
+    "pattern_two_numbers|'%d_%d.png' has more than one % conversion|decode in.ivf -o %d_%d.png"
+    "pattern_width|'%099d.png': field width too large|decode in.ivf -o %099d.png"
     "alpha_in_y4m|--alpha needs PNG output|decode in.ivf --alpha in.ivf -o a.y4m"
     "i420_in_y4m|--i420 contradicts the Y4M output 'a.y4m'|decode in.ivf --i420 -o a.y4m"
     "md5_with_stdout|--md5 prints on stdout|decode in.ivf --md5 -o -"

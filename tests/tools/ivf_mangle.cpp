@@ -12,31 +12,25 @@
 
 #include "ivf.h"
 
-using veltrane::tools::IvfFileHeader;
-using veltrane::tools::IvfFrame;
-using veltrane::tools::IvfRead;
-using veltrane::tools::IvfReader;
-using veltrane::tools::IvfWriter;
+using namespace veltrane::tools;
 
 namespace {
 
-bool Load(const std::string& path, IvfFileHeader* header, std::vector<IvfFrame>* frames) {
+// Appends the frames of `path` to `frames`.
+bool Load(const char* path, IvfFileHeader* header, std::vector<IvfFrame>* frames) {
     IvfReader reader;
     std::string error;
-    if (!reader.Open(path, &error)) {
-        std::fprintf(stderr, "%s\n", error.c_str());
-        return false;
-    }
-    *header = reader.header();
     IvfFrame frame;
-    IvfRead read;
-    while ((read = reader.ReadFrame(&frame, &error)) == IvfRead::kFrame) frames->push_back(frame);
+    IvfRead read = reader.Open(path, &error) ? IvfRead::kFrame : IvfRead::kError;
+    while (read == IvfRead::kFrame && (read = reader.ReadFrame(&frame, &error)) == IvfRead::kFrame)
+        frames->push_back(frame);
     if (read == IvfRead::kError) std::fprintf(stderr, "%s\n", error.c_str());
+    *header = reader.header();
     return read == IvfRead::kEnd;
 }
 
-bool Save(const std::string& path, const IvfFileHeader& header,
-          const std::vector<IvfFrame>& frames) {
+// Exit status 0 when the file is written, else 1.
+int Save(const char* path, const IvfFileHeader& header, const std::vector<IvfFrame>& frames) {
     IvfWriter writer;
     std::string error;
     bool ok = writer.Open(path, header, &error);
@@ -46,49 +40,36 @@ bool Save(const std::string& path, const IvfFileHeader& header,
     }
     ok = writer.Close(&error) && ok;
     if (!ok) std::fprintf(stderr, "%s\n", error.c_str());
-    return ok;
-}
-
-int Damage(const std::string& in, const std::string& out, size_t index, bool cut) {
-    IvfFileHeader header;
-    std::vector<IvfFrame> frames;
-    if (!Load(in, &header, &frames) || index >= frames.size()) return 1;
-    std::vector<uint8_t>& data = frames[index].data;
-    // Corrupt keeps the picture header, so the damage lies in the macroblock layer.
-    for (size_t i = data.size() / 3; !cut && i < data.size(); ++i) data[i] = 0x00;
-    if (cut) data.resize(std::min<size_t>(data.size(), 5));
-    return Save(out, header, frames) ? 0 : 1;
-}
-
-int Concat(const std::string& first, const std::string& second, const std::string& out) {
-    IvfFileHeader header, ignored;
-    std::vector<IvfFrame> frames;
-    if (!Load(first, &header, &frames) || !Load(second, &ignored, &frames)) return 1;
-    return Save(out, header, frames) ? 0 : 1;
-}
-
-int Garbage(const std::string& out, const std::string& size, long count) {
-    IvfFileHeader header;
-    const size_t x = size.find('x');
-    if (x == std::string::npos) return 2;
-    header.width = static_cast<uint16_t>(std::strtoul(size.c_str(), nullptr, 10));
-    header.height = static_cast<uint16_t>(std::strtoul(size.c_str() + x + 1, nullptr, 10));
-    IvfFrame frame;
-    frame.data.assign(1000, 0xFF);
-    return Save(out, header, std::vector<IvfFrame>(static_cast<size_t>(count), frame)) ? 0 : 1;
+    return ok ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 5) {
-        std::fprintf(stderr, "usage: ivf_mangle corrupt|cut|concat|garbage ARGS...\n");
-        return 2;
+    const std::string mode = argc == 5 ? argv[1] : "";
+    IvfFileHeader header, ignored;
+    std::vector<IvfFrame> frames;
+    if (mode == "corrupt" || mode == "cut") {
+        const size_t index = std::strtoul(argv[4], nullptr, 10);
+        if (!Load(argv[2], &header, &frames) || index >= frames.size()) return 1;
+        std::vector<uint8_t>& data = frames[index].data;
+        if (mode == "cut") {
+            data.resize(std::min<size_t>(data.size(), 5));
+        } else {  // keeps the picture header, so the damage lies in the macroblock layer
+            std::fill(data.begin() + static_cast<long>(data.size() / 3), data.end(), 0);
+        }
+        return Save(argv[3], header, frames);
     }
-    const std::string mode = argv[1];
-    if (mode == "corrupt" || mode == "cut")
-        return Damage(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10), mode == "cut");
-    if (mode == "concat") return Concat(argv[2], argv[3], argv[4]);
-    if (mode == "garbage") return Garbage(argv[2], argv[3], std::strtol(argv[4], nullptr, 10));
+    if (mode == "concat") {
+        if (!Load(argv[2], &header, &frames) || !Load(argv[3], &ignored, &frames)) return 1;
+        return Save(argv[4], header, frames);
+    }
+    if (mode == "garbage" && std::sscanf(argv[3], "%hux%hu", &header.width, &header.height) == 2) {
+        IvfFrame frame;
+        frame.data.assign(1000, 0xFF);
+        return Save(argv[2], header,
+                    std::vector<IvfFrame>(std::strtoul(argv[4], nullptr, 10), frame));
+    }
+    std::fprintf(stderr, "usage: ivf_mangle corrupt|cut|concat|garbage ARGS...\n");
     return 2;
 }

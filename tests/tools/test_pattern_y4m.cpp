@@ -2,24 +2,19 @@
 // Y4M file, the source that `veltrane analyze --source` measures PSNR against:
 //   veltrane_test_pattern_y4m WxH:FRAMES OUT.y4m
 #include <cstdio>
-#include <cstdlib>
-#include <string>
 
-#include "command_line.h"
 #include "test_pattern.h"
 #include "y4m.h"
 
 int main(int argc, char** argv) {
     using namespace veltrane::tools;
-    const std::string sizeAndFrames = argc == 3 ? argv[1] : "";
-    const size_t colon = sizeAndFrames.find(':');
     Y4mHeader header;
-    if (colon == std::string::npos ||
-        !ParseSize(sizeAndFrames.substr(0, colon), &header.width, &header.height)) {
+    long frames = 0;
+    if (argc != 3 ||
+        std::sscanf(argv[1], "%dx%d:%ld", &header.width, &header.height, &frames) != 3) {
         std::fprintf(stderr, "usage: veltrane_test_pattern_y4m WxH:FRAMES OUT.y4m\n");
         return 2;
     }
-    const long frames = std::strtol(sizeAndFrames.c_str() + colon + 1, nullptr, 10);
     Y4mWriter writer;
     YuvPicture picture;
     std::string error;
