@@ -25,7 +25,6 @@ struct Args {
     unsigned char* out[2];
     int width;
 };
-using Call = std::function<void(const ColorRowKernels&, const Args&)>;
 
 void Invoke(BgraRowPairKernel k, const Args& a) {
     k(a.converter, a.y[0], a.y[1], a.u, a.v, a.out[0], a.out[1], a.width);
@@ -48,6 +47,9 @@ constexpr int kLongWidths[] = {127, 128, 129, 352, 353, 1279, 1280, 4095, 4096};
 constexpr int kWidthTrials = 3 * (81 + std::size(kLongWidths));
 constexpr int kTrials = kWidthTrials + 128;
 constexpr int kPairs = 65536;
+
+// The converter of the run.
+ColorConverter_t* converter = nullptr;
 
 // Buffers: Y rows 0 and 1, alpha rows 0 and 1, U, V, output rows 0 and 1, the
 // inputs random but for alpha: all transparent, all opaque, anything, or a mix
@@ -76,54 +78,46 @@ void FillInputs(Random& random, const Twins& twins, int n, int width) {
 }
 
 // Trial n: the outputs at an offset into their memory, followed by a few bytes
-// (or none) that must come back unchanged as well as those before.
-std::string Trial(Random& random, int n, int pixelBytes, const ColorConverter_t* converter,
-                  const Call& call, const TablePair<ColorRowKernels>& t) {
+// (or none) that must come back unchanged as well as those before. The timings
+// (n < 0) take rows of 352 pixels.
+Inputs<Args> Prepare(Random& random, int n, int pixelBytes) {
     const int w = n / 3;
-    const int width = n >= kWidthTrials ? 2 * kPairs : w <= 80 ? w : kLongWidths[w - 81];
+    const int width = n < 0               ? 352
+                      : n >= kWidthTrials ? 2 * kPairs
+                      : w <= 80           ? w
+                                          : kLongWidths[w - 81];
     // 16-bit pixels stay at even addresses, where the C rows store them.
     const int alignment = pixelBytes == 4 ? 1 : 2;
     const int offset = alignment * (n >= kWidthTrials ? n % 4 : random.Between(0, 31 / alignment));
     const int slack = n % 2 == 0 || n >= kWidthTrials ? 0 : alignment * random.Between(0, 8);
     const size_t rows = width, chroma = (width + 1) / 2;
     const size_t out = offset + size_t(width) * pixelBytes + slack;
-    const Twins twins(random, {rows, rows, rows, rows, chroma, chroma, out, out});
-    FillInputs(random, twins, n, width);
-    const std::string diff = twins.Run([&](int k) {
-        call(*t[k], {converter,
-                     {twins.at(k, 0), twins.at(k, 1)},
-                     {twins.at(k, 2), twins.at(k, 3)},
-                     twins.at(k, 4),
-                     twins.at(k, 5),
-                     {twins.at(k, 6) + offset, twins.at(k, 7) + offset},
-                     width});
-    });
-    return diff.empty()
-               ? diff
-               : "width " + std::to_string(width) + ", output offset " + std::to_string(offset) +
-                     ": " + diff + " (buffers: Y0, Y1, A0, A1, U, V, out0, out1)";
+    Inputs<Args> in{Twins(random, {rows, rows, rows, rows, chroma, chroma, out, out})};
+    FillInputs(random, in.twins, n, width);
+    for (int k = 0; k < 2; ++k) {
+        in.args[k] = {converter,
+                      {in.twins.at(k, 0), in.twins.at(k, 1)},
+                      {in.twins.at(k, 2), in.twins.at(k, 3)},
+                      in.twins.at(k, 4),
+                      in.twins.at(k, 5),
+                      {in.twins.at(k, 6) + offset, in.twins.at(k, 7) + offset},
+                      width};
+    }
+    in.about = [=] {
+        return "width " + std::to_string(width) + ", output offset " + std::to_string(offset) +
+               " (buffers: Y0, Y1, A0, A1, U, V, out0, out1)";
+    };
+    return in;
 }
 
 }  // namespace
 
 void CheckColorRowKernels(Checker& checker) {
     test::TestAllocator allocator;
-    ColorConverter_t* converter = OpenColorConverter(&allocator);
-    // Inputs for the timings: rows of 352 pixels.
-    std::vector<unsigned char> in(3 * 352), out(2 * 4 * 352);
-    checker.random.FillBytes(in.data(), in.size());
-    const Args args{converter, {&in[0], &in[352]}, {&in[704], &in[0]},
-                    &in[704],  &in[880],           {&out[0], &out[4 * 352]},
-                    352};
-
-    std::vector<Kernel<ColorRowKernels>> kernels;
+    converter = OpenColorConverter(&allocator);
+    std::vector<Kernel<ColorRowKernels, Args>> kernels;
     auto add = [&](const std::string& name, int pixelBytes, auto pick) {
-        kernels.push_back(MakeKernel<ColorRowKernels, Args>(
-            "color." + name, pick,
-            [=](Random& r, int n, const Call& call, const TablePair<ColorRowKernels>& t) {
-                return Trial(r, n, pixelBytes, converter, call, t);
-            },
-            [&] { return args; }));
+        kernels.push_back(MakeKernel<ColorRowKernels, Args>("color." + name, pixelBytes, pick));
     };
     add("bgraRowPair", 4, [](const ColorRowKernels& t) { return t.bgraRowPair; });
     add("bgraAlphaRowPair", 4, [](const ColorRowKernels& t) { return t.bgraAlphaRowPair; });
@@ -132,7 +126,7 @@ void CheckColorRowKernels(Checker& checker) {
     add("rgb555Row", 2, [](const ColorRowKernels& t) { return t.rgb16Row[kRgb555]; });
     add("rgb565Row", 2, [](const ColorRowKernels& t) { return t.rgb16Row[kRgb565]; });
     add("argb4444Row", 2, [](const ColorRowKernels& t) { return t.rgb16Row[kArgb4444]; });
-    CheckKernels(checker, kColorRowKernelsC, SelectColorRowKernels, kTrials, kernels);
+    CheckKernels(checker, kColorRowKernelsC, SelectColorRowKernels, kTrials, Prepare, kernels);
     CloseColorConverter(converter);
 }
 

@@ -155,7 +155,6 @@ struct Args {
     int16_t* samples;
     ptrdiff_t samplesStride;
 };
-using Call = std::function<void(const IdctKernels&, const Args&)>;
 
 // Calls a kernel of any form with the arguments it takes.
 void Invoke(IdctToPixelsKernel k, const Args& a) { k(a.coefficients, a.pixels, a.stride); }
@@ -172,55 +171,45 @@ std::string Describe(const Block& b) {
     return s;
 }
 
-// Trial n: a block of shape n / kTrialsPerShape over range n % kRanges, the
-// coefficients ending the memory or at a 2-byte offset before its end, and two
-// planes of 8 rows of odd strides with the block in the last 8 samples of each
-// row, so that the block's last sample is the last of the memory. The
-// prediction is random, or all 0 or 255, or a random level a row.
-std::string Trial(Random& random, int n, const Call& call, const TablePair<IdctKernels>& t) {
-    const auto shape = static_cast<Shape>(n / kTrialsPerShape);
-    const Block block = MakeBlock(random, shape, static_cast<Range>(n % kRanges));
+// Trial n: a block of shape n / kTrialsPerShape over range n % kRanges (the
+// timings' trials, n < 0: typical levels in sparse blocks, every fourth
+// dense), the coefficients ending the memory or at a 2-byte offset before its
+// end, and two planes of 8 rows of odd strides with the block in the last 8
+// samples of each row, so that the block's last sample is the last of the
+// memory. The prediction is random, or all 0 or 255, or a random level a row.
+Inputs<Args> Prepare(Random& random, int n, int) {
+    const Shape shape = n < 0 ? (n % 4 ? kSparse : kDense) : Shape(n / kTrialsPerShape);
+    const Block block = MakeBlock(random, shape, n < 0 ? kTypical : Range(n % kRanges));
     const size_t offset = random.Coin() ? 0 : 2 * random.Between(1, 15);
     const ptrdiff_t stride = random.Between(8, 48);
     const ptrdiff_t samplesStride = random.Between(8, 24);
-    const Twins twins(random,
-                      {sizeof(Block) + offset, size_t(8 * stride), size_t(16 * samplesStride)});
-    std::memcpy(twins.at(0, 0), block.data(), sizeof(Block));
+    Inputs<Args> in{
+        Twins(random, {sizeof(Block) + offset, size_t(8 * stride), size_t(16 * samplesStride)})};
+    std::memcpy(in.twins.at(0, 0), block.data(), sizeof(Block));
     const int prediction = shape == kSumEdge ? 2 : random.Between(0, 3);
     for (int r = 0; prediction < 3 && r < 8; ++r) {
         const int level = prediction == 2 ? random.Between(0, 255) : 255 * prediction;
-        std::memset(twins.at(0, 1) + r * stride + stride - 8, level, 8);
+        std::memset(in.twins.at(0, 1) + r * stride + stride - 8, level, 8);
     }
-    const std::string diff = twins.Run([&](int twin) {
-        call(*t[twin], {twins.as<int16_t>(twin, 0), twins.at(twin, 1) + stride - 8, stride,
-                        twins.as<int16_t>(twin, 2) + samplesStride - 8, samplesStride});
-    });
-    if (diff.empty()) return diff;
-    return std::string(kShapeNames[shape]) + ": " + diff + " (buffers: coefficients, pixels, " +
-           "samples; strides " + std::to_string(stride) + ", " + std::to_string(samplesStride) +
-           "; block " + Describe(block) + ")";
+    for (int w = 0; w < 2; ++w) {
+        in.args[w] = {in.twins.as<int16_t>(w, 0), in.twins.at(w, 1) + stride - 8, stride,
+                      in.twins.as<int16_t>(w, 2) + samplesStride - 8, samplesStride};
+    }
+    in.about = [=] {
+        return std::string(kShapeNames[shape]) + " (buffers: coefficients, pixels, samples; " +
+               "strides " + std::to_string(stride) + ", " + std::to_string(samplesStride) +
+               "; block " + Describe(block) + ")";
+    };
+    return in;
 }
 
 }  // namespace
 
 void CheckIdctKernels(Checker& checker) {
-    // Blocks for the timings: mostly a few terms, every fourth dense.
-    std::vector<Block> blocks(256);
-    for (size_t i = 0; i < blocks.size(); ++i)
-        blocks[i] = MakeBlock(checker.random, i % 4 ? kSparse : kDense, kTypical);
-    std::vector<unsigned char> pixels(8 * 64);
-    std::vector<int16_t> samples(8 * 64);
-    size_t next = 0;
-    const std::function<Args()> bench = [&] {
-        next = (next + 1) % blocks.size();
-        return Args{blocks[next].data(), pixels.data(), 64, samples.data(), 64};
-    };
-
-    std::vector<Kernel<IdctKernels>> kernels;
+    std::vector<Kernel<IdctKernels, Args>> kernels;
     auto add = [&](const char* name, auto member) {
         kernels.push_back(MakeKernel<IdctKernels, Args>(
-            std::string("idct.") + name, [member](const IdctKernels& t) { return t.*member; },
-            Trial, bench));
+            std::string("idct.") + name, 0, [member](const IdctKernels& t) { return t.*member; }));
     };
     add("toPixels", &IdctKernels::toPixels);
     add("toResidual", &IdctKernels::toResidual);
@@ -228,7 +217,8 @@ void CheckIdctKernels(Checker& checker) {
     add("add", &IdctKernels::add);
     add("cornerAdd", &IdctKernels::cornerAdd);
     add("dcAdd", &IdctKernels::dcAdd);
-    CheckKernels(checker, kIdctKernelsC, SelectIdctKernels, kShapes * kTrialsPerShape, kernels);
+    CheckKernels(checker, kIdctKernelsC, SelectIdctKernels, kShapes * kTrialsPerShape, Prepare,
+                 kernels);
 }
 
 }  // namespace veltrane::checkasm

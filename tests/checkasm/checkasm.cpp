@@ -61,23 +61,24 @@ unsigned char* MapGuarded(size_t bytes, size_t page) {
 
 }  // namespace
 
-void Check(Checker& checker, const std::string& name, const char* isa, int trials,
-           const std::function<std::string(int n)>& trial, const std::function<void()>& c,
-           const std::function<void()>& simd) {
-    if (name.find(checker.filter) == std::string::npos) return;
+bool Check(Checker& checker, const std::string& name, const char* isa, int trials,
+           const std::function<std::string(int n)>& trial) {
+    if (name.find(checker.filter) == std::string::npos) return false;
     std::string diff;
     for (int n = 0; n < trials && diff.empty(); ++n) diff = trial(n);
     if (!diff.empty()) {
         ++checker.failures;
         std::printf("FAIL %s (%s): %s [--seed=%llu]\n", name.c_str(), isa, diff.c_str(),
                     static_cast<unsigned long long>(checker.seed));
-        return;
+        return false;
     }
     ++checker.passes;
-    if (!checker.bench) {
-        std::printf("ok   %s (%s)\n", name.c_str(), isa);
-        return;
-    }
+    if (!checker.bench) std::printf("ok   %s (%s)\n", name.c_str(), isa);
+    return true;
+}
+
+void Time(const std::string& name, const char* isa, const std::function<void()>& c,
+          const std::function<void()>& simd) {
     using Clock = std::chrono::steady_clock;
     // Enough calls per sample to lift the clock's resolution out of the figure.
     auto timeCalls = [](const std::function<void()>& f, int calls) {

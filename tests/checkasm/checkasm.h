@@ -2,11 +2,11 @@
 // and worst-case inputs, for every instruction set the processor has, and in
 // its timing mode (--bench) prints the time of both per kernel.
 //
-// Each kernel family lists its kernels with a trial function and hands them to
-// CheckKernels. A trial builds its inputs with the harness's random source in
-// buffers whose last byte is followed by an inaccessible page, so that a read
-// past the end faults instead of passing unnoticed, runs both twins on copies of
-// them and compares everything afterwards.
+// Each kernel family lists its kernels with a function that prepares the inputs
+// of a trial and hands them to CheckKernels. The inputs come from the harness's
+// random source, in buffers whose last byte is followed by an inaccessible page,
+// so that a read past the end faults instead of passing unnoticed; both twins
+// run on copies of them and everything is compared afterwards.
 #ifndef VELTRANE_TESTS_CHECKASM_CHECKASM_H
 #define VELTRANE_TESTS_CHECKASM_CHECKASM_H
 
@@ -70,8 +70,7 @@ public:
     // before an inaccessible page.
     Twins(Random& random, std::initializer_list<size_t> sizes);
     ~Twins();
-    Twins(const Twins&) = delete;
-    Twins& operator=(const Twins&) = delete;
+    Twins(Twins&&) = default;
     unsigned char* at(int twin, size_t buffer) const { return buffers_[buffer].data[twin]; }
     template <typename T>
     T* as(int twin, size_t buffer) const {
@@ -92,6 +91,15 @@ private:
     std::vector<Buffer> buffers_;
 };
 
+// The inputs of one trial: its memory, the arguments of each twin's call and
+// what to say about them when the twins differ.
+template <typename Args>
+struct Inputs {
+    Twins twins;
+    std::array<Args, 2> args{};
+    std::function<std::string()> about{};
+};
+
 // The run's options, random source and counts.
 struct Checker {
     uint64_t seed;
@@ -104,12 +112,14 @@ struct Checker {
 
 // Checks kernel `name` of instruction set `isa` unless --filter leaves it out:
 // runs trials 0 to trials - 1 (trial(n) describes what differed, if anything)
-// and reports the first difference, or under --bench times `simd` against `c`
-// (each a call of the kernel on prepared inputs) and prints the median time of
-// each.
-void Check(Checker& checker, const std::string& name, const char* isa, int trials,
-           const std::function<std::string(int n)>& trial, const std::function<void()>& c,
-           const std::function<void()>& simd);
+// and reports the first difference. True when the kernel passed them.
+bool Check(Checker& checker, const std::string& name, const char* isa, int trials,
+           const std::function<std::string(int n)>& trial);
+
+// Times `simd` against `c` (each a call of the kernel on prepared inputs) and
+// prints the median time of each.
+void Time(const std::string& name, const char* isa, const std::function<void()>& c,
+          const std::function<void()>& simd);
 
 // The address of a table entry, to tell the tables that share a function.
 template <typename Function>
@@ -117,53 +127,58 @@ const void* Address(Function f) {
     return reinterpret_cast<const void*>(f);
 }
 
-// The C table and a SIMD table.
-template <typename Table>
-using TablePair = std::array<const Table*, 2>;
-
-// One kernel of a family: `entry` picks it from a table; `trial` runs trial n
-// on the kernel of both tables and describes what differed (empty when nothing
-// did); `bench` calls a table's kernel on prepared inputs.
-template <typename Table>
+// One kernel of a family: `entry` is its function in a table, `call` calls it
+// with the family's arguments, and `parameter` goes to the family's Prepare.
+template <typename Table, typename Args>
 struct Kernel {
     std::string name;
+    int parameter;
     std::function<const void*(const Table&)> entry;
-    std::function<std::string(Random&, int n, const TablePair<Table>&)> trial;
-    std::function<void(const Table&)> bench;
+    std::function<void(const Table&, const Args&)> call;
 };
 
-// The kernel that `pick` takes from a table, called with the family's arguments
-// through its Invoke(kernel, const Args&) overloads: trial(random, n, call,
-// tables) runs trial n, and the timings call it with the arguments bench()
-// gives.
-template <typename Table, typename Args, typename Pick, typename Trial>
-Kernel<Table> MakeKernel(std::string name, Pick pick, Trial trial, std::function<Args()> bench) {
-    const std::function<void(const Table&, const Args&)> call =
-        [pick](const Table& t, const Args& a) { Invoke(pick(t), a); };
-    return {
-        std::move(name), [pick](const Table& t) { return Address(pick(t)); },
-        [call, trial](Random& r, int n, const TablePair<Table>& t) { return trial(r, n, call, t); },
-        [call, bench](const Table& t) { call(t, bench()); }};
+// The kernel that `pick` takes from a table, called through the family's
+// Invoke(kernel, const Args&) overloads.
+template <typename Table, typename Args, typename Pick>
+Kernel<Table, Args> MakeKernel(std::string name, int parameter, Pick pick) {
+    return {std::move(name), parameter, [pick](const Table& t) { return Address(pick(t)); },
+            [pick](const Table& t, const Args& a) { Invoke(pick(t), a); }};
 }
 
 // Checks every kernel of every supported instruction set's table whose function
-// differs from the C table's with `trials` trials, and times it under --bench.
-template <typename Table>
+// differs from the C table's on the inputs prepare(random, n, kernel.parameter)
+// of trials 0 to trials - 1, and under --bench times both twins on those of
+// trials -1 to -16.
+template <typename Table, typename Args>
 void CheckKernels(Checker& checker, const Table& c, KernelTableGetter<Table> (*select)(unsigned),
-                  int trials, const std::vector<Kernel<Table>>& kernels) {
+                  int trials, Inputs<Args> (*prepare)(Random&, int n, int parameter),
+                  const std::vector<Kernel<Table, Args>>& kernels) {
     std::vector<const Table*> checked{&c};
     for (const InstructionSet& set : SupportedInstructionSets()) {
         const Table* simd = select(set.features)();
         if (std::find(checked.begin(), checked.end(), simd) != checked.end()) continue;
         checked.push_back(simd);
-        for (const Kernel<Table>& kernel : kernels) {
+        const Table* tables[2] = {&c, simd};
+        for (const Kernel<Table, Args>& kernel : kernels) {
             if (kernel.entry(*simd) == kernel.entry(c)) continue;
-            Check(
-                checker, kernel.name, set.name, trials,
-                [&](int n) {
-                    return kernel.trial(checker.random, n, {&c, simd});
-                },
-                [&] { kernel.bench(c); }, [&] { kernel.bench(*simd); });
+            const bool passed = Check(checker, kernel.name, set.name, trials, [&](int n) {
+                const Inputs<Args> in = prepare(checker.random, n, kernel.parameter);
+                const std::string diff =
+                    in.twins.Run([&](int w) { kernel.call(*tables[w], in.args[w]); });
+                return diff.empty() ? diff : in.about() + ": " + diff;
+            });
+            if (!passed || !checker.bench) continue;
+            std::vector<Inputs<Args>> bench;
+            for (int n = -1; n >= -16; --n)
+                bench.push_back(prepare(checker.random, n, kernel.parameter));
+            size_t next = 0;
+            auto call = [&](int w) {
+                return [&, w] {
+                    next = (next + 1) % bench.size();
+                    kernel.call(*tables[w], bench[next].args[0]);
+                };
+            };
+            Time(kernel.name, set.name, call(0), call(1));
         }
     }
 }

@@ -1,14 +1,10 @@
-// The parts of the peer benchmark whose faults would not show in its own run
+// The part of the peer benchmark whose faults would not show in its own run
 // (which checks both decoders' pictures and both transforms before it times
-// them, and runs as peer.quick_benchmark): the ratio statistics and the plain C
-// transform it times beside libjpeg-turbo's selected one.
+// them, and runs as peer.quick_benchmark): the quantiles its ratios are
+// reported by.
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <random>
-
 #include "interleaved_comparison.h"
-#include "jpeg_islow.h"
 
 namespace veltrane::peer {
 namespace {
@@ -26,34 +22,6 @@ TEST(Quantile, InterpolatesBetweenSortedValues) {
         {{4, 1, 3, 2}, 1.0, 4},
     };
     for (const Case& c : cases) EXPECT_DOUBLE_EQ(Quantile(c.values, c.q), c.expected);
-}
-
-TEST(CompareInterleaved, RunsBothSidesTheSameNumberOfTimes) {
-    int ours = 0, theirs = 0;
-    const Comparison result = CompareInterleaved(
-        {5, 0.0}, [&] { ++ours; }, [&] { ++theirs; });
-    EXPECT_EQ(result.rounds, 5);
-    EXPECT_EQ(ours, theirs);
-    EXPECT_EQ(ours, 1 + 5 * result.passesPerRound);  // one warm-up pass each
-}
-
-// The benchmark checks our transform against the selected routine on real
-// blocks; the plain C routine it also times must compute the same.
-TEST(JpegIslow, SelectedRoutineEqualsPlainC) {
-    JpegIslow jpeg;
-    std::string error;
-    ASSERT_TRUE(jpeg.Open(&error)) << error;
-    EXPECT_NE(jpeg.SelectedInstructionSet(), "");
-    std::mt19937 random(9);
-    std::uniform_int_distribution<int> ac(-300, 300);
-    for (int trial = 0; trial < 200; ++trial) {
-        int16_t block[64] = {};
-        for (int i = 0; i < 20; ++i) block[i] = static_cast<int16_t>(ac(random));
-        uint8_t a[64], b[64];
-        jpeg.Selected(block, a, 8);
-        jpeg.PlainC(block, b, 8);
-        ASSERT_EQ(0, std::memcmp(a, b, 64)) << "trial " << trial;
-    }
 }
 
 }  // namespace

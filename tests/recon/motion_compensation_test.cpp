@@ -1,6 +1,5 @@
-// MotionCompensation, CopyRefMacroBlock, ClipMacroBlock and the exported 8x8
-// routines on a small bordered picture, checked against a plain per-sample
-// reconstruction.
+// MotionCompensation, ClipMacroBlock and the exported 8x8 routines on a small bordered picture,
+// checked against a plain per-sample reconstruction.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -120,10 +119,13 @@ protected:
 };
 
 TEST_F(MotionCompensationTest, MatchesPlainReconstruction) {
-    for (int n = 0; n < 600; ++n) {
+    for (int n = 0; n < 2000; ++n) {
         const int mb = rng() % kMbCount;
         types[mb] = static_cast<int16_t>(rng() % 3);
-        for (auto& v : vectors[mb].vectors) v = {int(rng() % 64) - 32, int(rng() % 64) - 32};
+        // Vectors reaching the 16-sample borders (every macroblock lies on an
+        // edge) often: reads beyond them show under AddressSanitizer.
+        auto component = [&] { return rng() % 4 ? int(rng() % 64) - 32 : rng() % 2 ? -32 : 31; };
+        for (auto& v : vectors[mb].vectors) v = {component(), component()};
         const unsigned mask = rng() % 256;  // bits 6 and 7 mean nothing
         FillCoefficients();
         Store want = cur;
@@ -144,20 +146,6 @@ TEST_F(MotionCompensationTest, MatchesPlainReconstruction) {
         EXPECT_TRUE(cur == before);
         EXPECT_TRUE(std::equal(coefficients, coefficients + 384, coefficientsBefore.begin()));
     }
-}
-
-TEST_F(MotionCompensationTest, CopyRefEqualsZeroVectorPrediction) {
-    Store copied = cur;
-    for (int mb = 0; mb < kMbCount; ++mb) {
-        const int x = mb % kMbColumns * 16, y = mb / kMbColumns * 16;
-        unsigned char* planes[3] = {ref.Y(0, 0), ref.U(0, 0), ref.V(0, 0)};
-        CopyRefMacroBlock(planes, x, y, copied.Y(x, y), copied.U(x / 2, y / 2),
-                          copied.V(x / 2, y / 2), Store::kYStride, Store::kUvStride);
-        ASSERT_EQ(Run(mb, 0), 0);
-    }
-    EXPECT_TRUE(copied == cur);
-    EXPECT_EQ(cur.Y(47, 31)[0], ref.Y(47, 31)[0]);
-    EXPECT_EQ(cur.V(23, 15)[0], ref.V(23, 15)[0]);
 }
 
 // The chroma vector rules of the reference at their rounding points (the
@@ -216,24 +204,6 @@ TEST_F(MotionCompensationTest, ClipMacroBlockSaturatesTheResidual) {
                    Store::kUvStride);
     EXPECT_TRUE(cur == want);
     EXPECT_TRUE(std::equal(coefficients, coefficients + 384, wantCoefficients));
-}
-
-// Every vector component pair at every macroblock of the picture (all lie on
-// an edge), one- and four-vector, with and without residual: the reads must
-// stay within the 16-sample borders (checked by AddressSanitizer).
-TEST_F(MotionCompensationTest, ExtremeVectorsStayInsideTheBorders) {
-    for (int mb = 0; mb < kMbCount; ++mb) {
-        for (int vy = -32; vy < 32; ++vy) {
-            for (int vx = -32; vx < 32; ++vx) {
-                vectors[mb] = {{{vx, vy}, {vy, vx}, {vy, vy}, {vx, vx}}};
-                for (int16_t type : {0, 2}) {
-                    types[mb] = type;
-                    ASSERT_EQ(Run(mb, 0), 0);
-                    ASSERT_EQ(Run(mb, 0x3F), 0);
-                }
-            }
-        }
-    }
 }
 
 }  // namespace
