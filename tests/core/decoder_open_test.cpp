@@ -55,7 +55,7 @@ TEST(DecoderOpen, FrameStoresCoverTheMacroblockGridAndItsBorders) {
 }
 
 // Sizes a 32-bit size computation could not express are refused before any
-// allocation, and the caller's pointer stays untouched. (The session tests fail
+// allocation, and the caller's pointer stays untouched. (The plug-in host test fails
 // every allocation of an open in turn.)
 TEST(DecoderOpen, RefusedSizes) {
     TestAllocator counter;

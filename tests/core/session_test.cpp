@@ -60,7 +60,7 @@ Bytes Grey(int w, int h) {
     return FlatIntraPicture(FieldsForSize(w, h), MbCount(w, h), [](int, int) { return 255; });
 }
 
-TEST(Session, OpenDecodeIntoThePlanesAndEveryOpenFailure) {
+TEST(Session, OpenAndDecodeIntoThePlanes) {
     TestSession s(16, 16);
     ASSERT_NE(s.get(), nullptr);
     EXPECT_EQ(s->planes->y, nullptr);
@@ -77,15 +77,7 @@ TEST(Session, OpenDecodeIntoThePlanesAndEveryOpenFailure) {
     ASSERT_EQ(s.Decode(Grey(16, 16), &other.image), 0);
     EXPECT_TRUE(other.Untouched());
 
-    TestAllocator counter;
-    ASSERT_EQ(DecompressClose(DecompressOpen(33, 17, &counter)), 0);
-    for (int k = 1; k <= counter.allocations(); ++k) {
-        TestAllocator allocator;
-        allocator.FailAt(k);
-        EXPECT_EQ(DecompressOpen(33, 17, &allocator), nullptr) << "allocation " << k;
-        EXPECT_EQ(allocator.liveBlocks(), 0u) << "allocation " << k;
-        EXPECT_EQ(allocator.foreignFrees(), 0);
-    }
+    // The plug-in host test fails every allocation of an open in turn.
     EXPECT_EQ(DecompressOpen(16, 16, nullptr), nullptr);
     EXPECT_EQ(DecompressClose(nullptr), 0);
 }
