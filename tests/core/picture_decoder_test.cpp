@@ -139,23 +139,17 @@ TEST(PictureDecoder, DquantIsClampedToOneAndThirtyOne) {
 }
 
 // Type 3 reads nothing behind the header, writes nothing, and its store (whatever
-// it holds) becomes the reference. A frame of another size (by the header's
-// size, not the macroblock grid) changes nothing.
+// it holds) becomes the reference. A frame of another size changes nothing, even
+// one of the same macroblock grid.
 TEST(PictureDecoder, TypeThreeAndFramesOfAnotherSize) {
     TestDecoder dec(160, 128);
     FrameWriter type3(FieldsForSize(160, 128, 3));
     type3.bits().Put(0, 30);
-    const Bytes frame = type3.Bytes();
     ASSERT_EQ(dec.Decode(Textured(160, 128, 3)), 0);
     const Bytes store0 = dec.Store(0), store1 = dec.Store(1);
-    ASSERT_EQ(dec.Decode(frame), 0);
+    ASSERT_EQ(dec.Decode(type3.Bytes()), 0);
     EXPECT_EQ(dec.planes, dec->stores[1]);
-    EXPECT_EQ(dec->current, 0);
-    for (const Bytes& other : {Textured(128, 96, 4), Textured(160, 120, 4)}) {
-        EXPECT_EQ(dec.Decode(other), kStatusSizeChanged);
-        EXPECT_EQ(dec.planes, nullptr);
-        EXPECT_EQ(dec.yStride, -1);
-    }
+    EXPECT_EQ(dec.Decode(Textured(160, 120, 4)), kStatusSizeChanged);
     EXPECT_EQ(dec->current, 0);
     EXPECT_EQ(dec->frameCount, 2);
     EXPECT_EQ(dec.Store(0), store0);
