@@ -181,7 +181,7 @@ TEST_F(PluginHost, FramesOfAnotherSize) {
     const struct {
         int width, height;
         Colour colour;
-    } sizes[] = {{176, 144, kGrey}, {128, 96, kWhite}, {300, 20, kRed}};
+    } sizes[] = {{176, 144, kGrey}, {300, 20, kRed}};
     for (const auto& s : sizes) {
         HostRequest request(Tagged(IntraFrame(s.width, s.height, s.colour.dcs)), 128, 96);
         EXPECT_EQ(Decode(request, other), 1);
