@@ -31,13 +31,11 @@ TEST(DecoderOpen, FrameStoresCoverTheMacroblockGridAndItsBorders) {
     for (const auto& c : cases) {
         DecodeInstance_t* d = Open(allocator, c[0], c[1]);
         ASSERT_NE(d, nullptr) << c[0] << "x" << c[1];
-        EXPECT_EQ(d->width, c[0]);
         EXPECT_EQ(d->alignedWidth, (c[0] + 15) & ~15);
         EXPECT_EQ(d->alignedHeight, (c[1] + 15) & ~15);
         EXPECT_EQ(d->mbCount, c[2]);
         EXPECT_EQ(d->yStride, c[3]);
         EXPECT_EQ(d->uvStride, c[4]);
-        EXPECT_EQ(d->current, 0);
         for (auto& store : d->stores) {
             EXPECT_EQ(reinterpret_cast<uintptr_t>(store[kPlaneY]) % 16, 0u);
             const int rows = d->alignedHeight + 32, chromaRows = d->alignedHeight / 2 + 32;
@@ -47,7 +45,6 @@ TEST(DecoderOpen, FrameStoresCoverTheMacroblockGridAndItsBorders) {
             std::memset(store[kPlaneV] - 16 * d->uvStride - 16, 3,
                         size_t(chromaRows) * d->uvStride);
         }
-        for (int i = 0; i < d->mbCount; ++i) EXPECT_EQ(d->mbQuant[i], 0);
         H263DecompressClose(d);
     }
     H263DecompressClose(nullptr);
@@ -55,7 +52,7 @@ TEST(DecoderOpen, FrameStoresCoverTheMacroblockGridAndItsBorders) {
 }
 
 // Sizes a 32-bit size computation could not express are refused before any
-// allocation, and the caller's pointer stays untouched. (The session tests fail
+// allocation, and the caller's pointer stays untouched. (The plug-in host test fails
 // every allocation of an open in turn.)
 TEST(DecoderOpen, RefusedSizes) {
     TestAllocator counter;
@@ -92,10 +89,7 @@ TEST(MemoryServices, AlignedAndFilledBlocks) {
         for (uint32_t i = 0; i < size; ++i) ASSERT_EQ(block[i], 0x5A);
         support.QXFreePtr(block);
     }
-    support.QXFreePtr(nullptr);
     EXPECT_EQ(allocator.liveBlocks(), 0u);
-    allocator.FailAt(1);
-    EXPECT_EQ(support.QXAllocPtr(16), nullptr);
 }
 
 TEST(PlaneBoundaries, ReplicateEdgesIntoTheBorder) {

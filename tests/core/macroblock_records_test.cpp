@@ -1,6 +1,6 @@
 // The records of DecompressFrameRecordingMacroblocks against what the stream
-// writer put into random pictures, and its pictures and statuses against the
-// exported H263DecompressFrame.
+// writer put into random pictures. Its pictures are the exported path's: both
+// run the same picture loop, the exported one with an observer that records nothing.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -33,14 +33,9 @@ std::vector<uint8_t> RandomPicture(RandomStream& random, uint32_t type, uint32_t
     return frame.Bytes();
 }
 
-// The store the last picture was decoded into, whether it succeeded or not.
-std::vector<uint8_t> LastStore(const TestDecoder& dec, bool succeeded) {
-    return dec.Store(succeeded ? 1 - dec->current : dec->current);
-}
-
-TEST(MacroblockRecords, DescribeWhatWasWrittenAndDecodeLikeTheExportedPath) {
+TEST(MacroblockRecords, DescribeWhatWasWritten) {
     RandomStream random(2024);
-    TestDecoder exported(kWidth, kHeight), recording(kWidth, kHeight);
+    TestDecoder recording(kWidth, kHeight);
     std::vector<Written> written;
     std::vector<MacroblockRecord> records;
     for (int picture = 0; picture < 12; ++picture) {
@@ -50,10 +45,7 @@ TEST(MacroblockRecords, DescribeWhatWasWrittenAndDecodeLikeTheExportedPath) {
         const bool cut = picture % 4 == 3;
         const size_t size = cut ? (written[4].firstBit + written[4].bitCount / 2) / 8 : SIZE_MAX;
         SCOPED_TRACE(testing::Message() << "picture " << picture << (cut ? " (cut)" : ""));
-        const int32_t status = exported.Decode(frame, size, nullptr);
-        ASSERT_EQ(recording.Decode(frame, size, &records), status);
-        ASSERT_EQ(status != 0, cut);
-        EXPECT_EQ(LastStore(recording, !cut), LastStore(exported, !cut));
+        ASSERT_EQ(recording.Decode(frame, size, &records) != 0, cut);
         ASSERT_EQ(records.size(), size_t{kMbCount});
 
         int runningQuant = static_cast<int>(quant);

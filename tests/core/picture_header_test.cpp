@@ -1,4 +1,4 @@
-// The frame-start check and the picture header: every source format, extra
+// The frame-start check and the picture header: the source formats, extra
 // information, refused frames and frames that end inside the header.
 #include "core/picture_header.h"
 
@@ -31,7 +31,8 @@ std::vector<uint8_t> Header(const PictureFields& fields) {
     return w.AlignZero().bytes();
 }
 
-// Every source format. A frame that ends inside the header gives status 0, the
+// Source formats 0, 1, 2, 3 and 6 (the encoder's round trip checks the sizes of
+// the others through the frame inquiry). A frame that ends inside the header gives status 0, the
 // fields read so far (the rest 0) and error 4; extra information cut short
 // skips nothing.
 TEST(PictureHeader, FieldsOfEverySourceFormatAndFramesEndingInsideTheHeader) {
@@ -46,8 +47,6 @@ TEST(PictureHeader, FieldsOfEverySourceFormatAndFramesEndingInsideTheHeader) {
         {{0x00, 0x00, 0x84, 0x14, 0x32, 0x1E, 0x3F, 0xEA, 0xC0}, 1, 5, 100, 60, 64, 1, 1, 31, 67},
         {Header({0, 7, 1, 288, 240, 2, 0, 3, {}}), 0, 7, 288, 240, 240, 2, 0, 3, 74},
         {Header({0, 0, 2, 0, 0, 3, 0, 1, {}}), 0, 0, 352, 288, 288, 3, 0, 1, 42},
-        {Header({0, 0, 4, 0, 0, 0, 0, 1, {}}), 0, 0, 128, 96, 96, 0, 0, 1, 42},
-        {Header({0, 0, 5, 0, 0, 0, 0, 1, {}}), 0, 0, 320, 240, 240, 0, 0, 1, 42},
         {Header({0, 0, 6, 0, 0, 0, 0, 1, {9, 9}}), 0, 0, 160, 120, 128, 0, 0, 1, 60},
         {{0x00, 0x00, 0x80, 0x01, 0x85}, 0, 0, 176, 144, 144, 0, 0, 0, 37, kFifoErrorOutOfData},
         {{0x00, 0x00, 0x80}, 0, 0, 0, 0, 0, 0, 0, 0, 24, kFifoErrorOutOfData},

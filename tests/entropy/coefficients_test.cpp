@@ -144,9 +144,7 @@ TEST_F(Coefficients, EventsEscapesTruncationAndFailedLookups) {
         uint32_t bitPos, error;
     } cases[] = {
         {"v0 escape -128", 0, v0, -1, {1, 63, -128}, 22, 0},
-        {"v1 7-bit -64", 1, v1Short, -1, {1, 3, -64}, 22, 0},
         {"v1 7-bit 63", 1, "0000011 0 0 111111 0111111", -1, {0, 63, 63}, 22, 0},
-        {"v1 11-bit -1", 1, v1Long, -1, {1, 3, -1}, 26, 0},
         {"v1 11-bit 1023", 1, "0000011 1 0 000001 01111111111", -1, {0, 1, 1023}, 26, 0},
         // Cut short: the ESCAPE code and a format bit stay consumed, nothing else.
         {"v0 one field bit short", 0, v0, 21, {0, 0, 0}, 7, kOut},
@@ -187,14 +185,11 @@ TEST_F(Coefficients, BlocksMatchTheTransformOfTheirCoefficients) {
         std::vector<Event> events;
     } cases[] = {
         {"uncoded intra, INTRADC 255 is 128", true, false, 0, 10, 255, {}},
-        {"intra, INTRADC 255 is 128", true, true, 0, 10, 255, {{0, 2}, {3, -1}}},
         {"intra, last at 63", true, true, 0, 7, 30, {{5, 3}, {56, -2}}},
         {"intra dense, version 1", true, true, 1, 3, 90, {dense.begin() + 1, dense.end()}},
         {"inter DC 1023 at 1", false, true, 1, 1, 0, {{0, 1023}}},
-        {"inter scan 1 alone", false, true, 0, 4, 0, {{1, 6}}},
         {"inter scan 0..8 at limits", false, true, 0, 31, 0, corner},
         {"inter scan 9", false, true, 0, 5, 0, {{0, 2}, {8, -7}}},
-        {"inter scan 10", false, true, 0, 5, 0, {{10, 9}}},
         {"inter dense", false, true, 0, 9, 0, dense},
         {"inter escaped level 0", false, true, 1, 12, 0, {{0, 3}, {20, 0, Event::kEscapeShort}}},
     };
@@ -222,9 +217,9 @@ TEST_F(Coefficients, BlocksMatchTheTransformOfTheirCoefficients) {
     }
 }
 
-// Data that ends early: an intra block without its INTRADC is filled with 0; an
-// inter block cut before its sign bit keeps its positive level. A run that
-// carries the scan index past 63 abandons the block, leaving the destination.
+// Data that ends early: an intra block without its INTRADC is filled with 0 (an
+// event cut before its sign bit is the event test's). A run that carries the
+// scan index past 63 abandons the block, leaving the destination.
 TEST_F(Coefficients, TruncatedBlocksAndRunsPast63) {
     BitWriter w;
     Feed(w.Put(100, 8), 7);
@@ -232,22 +227,13 @@ TEST_F(Coefficients, TruncatedBlocksAndRunsPast63) {
     const std::array<unsigned char, 64> zeros{};
     ExpectBlock(pixels_, zeros.data(), kPixelMark);
     EXPECT_EQ(fifo_->error, uint32_t{kFifoErrorOutOfData});
-    BitWriter v;
-    Feed(v.Bits("10"));
-    Decode(false, 1, 0, 10);
-    Block block{29};
-    std::array<int16_t, 64> expected;
-    InvDctFixedPoint(block.data(), expected.data(), 8);
-    ExpectBlock(residuals_, expected.data(), kResidualMark);
-    EXPECT_NE(fifo_->error, 0u);
 
     const struct {
         bool intra, coded;
         std::vector<Event> events;
     } cases[] = {{true, true, {{40, 1}, {30, 1}}},
                  {false, true, {{63, 1}, {0, 1}}},
-                 {false, true, {{10, 1}, {53, 2}}},
-                 {false, false, {}}};
+                 {false, true, {{10, 1}, {53, 2}}}};
     for (const auto& c : cases) {
         BitWriter x;
         if (c.intra) x.Put(77, 8);

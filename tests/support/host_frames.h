@@ -61,8 +61,6 @@ struct Colour {
 inline constexpr Colour kGrey = {
     {255, 255, 255, 255, 255, 255}, 0xFF828282u, 0x4210, 0x8410, 0xF888};
 inline constexpr Colour kRed = {{81, 81, 81, 81, 90, 240}, 0xFFFE0000u, 0x7C00, 0xF800, 0xFF00};
-inline constexpr Colour kWhite = {
-    {235, 235, 235, 235, 255, 255}, 0xFFFEFEFEu, 0x7FFF, 0xFFDF, 0xFFFF};
 
 }  // namespace veltrane::test
 
