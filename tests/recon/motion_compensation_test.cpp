@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <random>
 #include <utility>
 #include <vector>
 
+#include "recon/macroblock_prediction.h"
 #include "veltrane/decoder.h"
 #include "veltrane/recon.h"
 
@@ -36,16 +36,10 @@ struct Store {
     bool operator==(const Store&) const = default;
 };
 
-int OneVectorChroma(int v) {
-    const int a = std::abs(v);
-    const int c = a % 4 == 0 ? a / 2 : a / 4 * 2 + 1;
-    return v < 0 ? -c : c;
-}
-int FourVectorChroma(int sum) {
-    static const int kRounding[16] = {0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2};
-    const int a = std::abs(sum);
-    return (sum < 0 ? -1 : 1) * (kRounding[a % 16] + a / 16 * 2);
-}
+// The chroma vector rules are the library's own, held to the format's rounding
+// points by ChromaVectorRules below.
+using veltrane::ChromaComponentFourVectors;
+using veltrane::ChromaComponentOneVector;
 int FloorHalf(int v) { return v >= 0 ? v / 2 : -((1 - v) / 2); }
 
 // The prediction of one 8x8 block from the p(r, c) formulas, plus the residual
@@ -79,8 +73,10 @@ void ReferenceMacroblock(Store& ref, Store& cur, int x, int y, int type, const m
         ReferenceBlock(ref.Y(bx, by), cur.Y(bx, by), Store::kYStride, v.x, v.y, residual, 16);
     }
     const auto& [v0, v1, v2, v3] = mv.vectors;
-    const int cx = type == 2 ? FourVectorChroma(v0.x + v1.x + v2.x + v3.x) : OneVectorChroma(v0.x);
-    const int cy = type == 2 ? FourVectorChroma(v0.y + v1.y + v2.y + v3.y) : OneVectorChroma(v0.y);
+    const int cx = type == 2 ? ChromaComponentFourVectors(v0.x + v1.x + v2.x + v3.x)
+                             : ChromaComponentOneVector(v0.x);
+    const int cy = type == 2 ? ChromaComponentFourVectors(v0.y + v1.y + v2.y + v3.y)
+                             : ChromaComponentOneVector(v0.y);
     for (int k = 0; k < 2; ++k) {
         auto plane = k == 0 ? &Store::U : &Store::V;
         ReferenceBlock((ref.*plane)(x / 2, y / 2), (cur.*plane)(x / 2, y / 2), Store::kUvStride, cx,
@@ -148,15 +144,16 @@ TEST_F(MotionCompensationTest, MatchesPlainReconstruction) {
     }
 }
 
-// The chroma vector rules of the reference at their rounding points (the
-// reconstruction test holds the decoder to the reference).
+// The chroma vector rules at their rounding points.
 TEST(ChromaVectorRules, RoundingPoints) {
     const int one[][2] = {{-7, -3}, {-5, -3}, {-4, -2}, {-1, -1},   {1, 1},
                           {2, 1},   {3, 1},   {6, 3},   {-32, -16}, {31, 15}};
-    for (const auto& [luma, chroma] : one) EXPECT_EQ(OneVectorChroma(luma), chroma) << luma;
+    for (const auto& [luma, chroma] : one)
+        EXPECT_EQ(ChromaComponentOneVector(luma), chroma) << luma;
     const int four[][2] = {{1, 0},  {2, 0},   {3, 1},    {13, 1},   {14, 2},
                            {17, 2}, {-3, -1}, {-19, -3}, {124, 15}, {-128, -16}};
-    for (const auto& [sum, chroma] : four) EXPECT_EQ(FourVectorChroma(sum), chroma) << sum;
+    for (const auto& [sum, chroma] : four)
+        EXPECT_EQ(ChromaComponentFourVectors(sum), chroma) << sum;
 }
 
 // The thirteen exported 8x8 routines, with and without residual, each at the
