@@ -9,4 +9,4 @@ count() {
 }
 tests=$(count tests)
 code=$(count src include encoder tools)
-echo "tests/: $tests lines; src/ include/ encoder/ tools/: $code lines; tests are $((100 * tests / code)) % of the code"
+echo "tests/: $tests lines; src/ include/ encoder/ tools/: $code lines; tests are $(awk -v t="$tests" -v c="$code" 'BEGIN { printf "%.1f", 100 * t / c }') % of the code"

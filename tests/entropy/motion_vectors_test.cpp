@@ -82,6 +82,7 @@ TEST_F(MotionVectors, PredictionCandidates) {
         {4, 3, 0, true, kNone, {4, 0}, {4, 1}, {0, 0}},
         // Last column below the first row.
         {7, 1, 0, true, {6, 1}, {3, 2}, kNone, {0, 5}},
+        {7, 2, 0, true, {7, 0}, {3, 3}, kNone, {0, 5}},
         // First row: only the left candidate for positions 0 to 2.
         {2, 0, 1, true, {1, 1}, kNone, kNone, {5, 5}},
         {3, 1, 1, true, {2, 1}, kNone, kNone, {5, 5}},
