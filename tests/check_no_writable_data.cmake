@@ -12,7 +12,9 @@ endif()
 string(REPLACE "\n" ";" lines "${dump}")
 set(writable "")
 foreach(line IN LISTS lines)
-  if(line MATCHES " O (\\.data|\\.bss|\\*COM\\*)([. \t]|$)" AND NOT line MATCHES "\\.data\\.rel\\.ro")
+  # The sanitizers' own bookkeeping (an instrumented build) is not the library's.
+  if(line MATCHES " O (\\.data|\\.bss|\\*COM\\*)([. \t]|$)" AND NOT line MATCHES "\\.data\\.rel\\.ro"
+     AND NOT line MATCHES " (__odr_asan|__asan|__ubsan|__sancov)")
     list(APPEND writable "${line}")
   endif()
 endforeach()
