@@ -1,8 +1,9 @@
 // The picture decoding loop: header, then every macroblock of the picture in
 // raster order, then the reader's error collected once.
 //
-// Inter macroblocks are predicted into the current store first; each coded block
-// is then decoded and its transform added onto the prediction in one pass.
+// An inter macroblock's coded blocks are read first, then the macroblock is
+// predicted into the current store, and each block's transform is added onto the
+// prediction in one pass.
 #include "core/picture_decoder.h"
 
 #include <cstddef>
@@ -101,17 +102,11 @@ VELTRANE_HOT_INLINE void ClearBlock(int16_t* block) {
     lanes[7] = Lanes{};
 }
 
-// Pointers to a macroblock's top-left sample in each plane of a store.
-struct MacroblockPlanes {
-    unsigned char* y;
-    unsigned char* u;
-    unsigned char* v;
-};
-
-MacroblockPlanes PlanesAt(const DecodeInstance_t& d, unsigned char* const* store, int x, int y) {
-    return {store[kPlaneY] + static_cast<ptrdiff_t>(y) * d.yStride + x,
-            store[kPlaneU] + static_cast<ptrdiff_t>(y / 2) * d.uvStride + x / 2,
-            store[kPlaneV] + static_cast<ptrdiff_t>(y / 2) * d.uvStride + x / 2};
+// The first macroblock of the row at luma line y in each plane of a store.
+MacroblockPlanes PlanesAt(const DecodeInstance_t& d, unsigned char* const* store, int y) {
+    return {store[kPlaneY] + static_cast<ptrdiff_t>(y) * d.yStride,
+            store[kPlaneU] + static_cast<ptrdiff_t>(y / 2) * d.uvStride,
+            store[kPlaneV] + static_cast<ptrdiff_t>(y / 2) * d.uvStride};
 }
 
 VELTRANE_HOT_INLINE void ApplyDquant(Picture& p) {
@@ -150,9 +145,7 @@ VELTRANE_HOT_INLINE void DecodeIntraMacroblock(Picture& p, unsigned codedMask,
     for (int k = 0; k < 6; ++k) {
         const BlockPlace place = PlaceOfBlock(p, mb, k);
         if (!(codedMask & kCodedBit[k])) {
-            for (int r = 0; r < 8; ++r) {
-                std::memset(place.dst + r * place.stride, dc[k], 8);
-            }
+            FillBlock(place.dst, place.stride, dc[k]);
             continue;
         }
         if (end[k] != 0) {
@@ -176,27 +169,40 @@ constexpr auto kBlocksOfMask = [] {
     return table;
 }();
 
-// The residuals of the coded blocks of an inter macroblock (codedMask as in
-// kCodedBit), added onto the prediction in the current store; the samples also
+// The coded blocks of an inter macroblock (codedMask as in kCodedBit), and
+// where the coefficients of each end.
+struct InterResiduals {
+    unsigned blocks;  // bit k for block k (luma 0 to 3, Cb, Cr)
+    int end[6];
+};
+
+// Reads the coefficients of an inter macroblock's coded blocks. The caller
+// predicts the macroblock before it transforms them, which gives the scalar
+// stores that filled the blocks time to drain before the transform loads them.
+VELTRANE_HOT_INLINE InterResiduals ReadInterResiduals(Picture& p, unsigned codedMask) {
+    InterResiduals r;
+    r.blocks = kBlocksOfMask.blocks[codedMask & 63];
+    for (unsigned left = r.blocks; left != 0; left &= left - 1) {
+        const int k = __builtin_ctz(left);
+        r.end[k] = ReadBlockCoefficients(p.bits, p.version, p.quant, 0, p.coefficients.block[k]);
+    }
+    return r;
+}
+
+// Adds the residuals onto the prediction in the current store; the samples also
 // go to the macroblock's residual buffer, as motion compensation leaves them
 // there. An abandoned block adds what the buffer still holds.
-VELTRANE_HOT_INLINE void DecodeInterResiduals(Picture& p, unsigned codedMask,
-                                              const MacroblockPlanes& mb) {
-    const unsigned blocks = kBlocksOfMask.blocks[codedMask & 63];
-    int end[6];
-    for (unsigned left = blocks; left != 0; left &= left - 1) {
-        const int k = __builtin_ctz(left);
-        end[k] = ReadBlockCoefficients(p.bits, p.version, p.quant, 0, p.coefficients.block[k]);
-    }
-    for (unsigned left = blocks; left != 0; left &= left - 1) {
+VELTRANE_HOT_INLINE void AddInterResiduals(Picture& p, const InterResiduals& r,
+                                           const MacroblockPlanes& mb) {
+    for (unsigned left = r.blocks; left != 0; left &= left - 1) {
         const int k = __builtin_ctz(left);
         const BlockPlace b = PlaceOfBlock(p, mb, k);
         const int16_t* block = p.coefficients.block[k];
-        if (end[k] == 0) {
+        if (r.end[k] == 0) {
             p.mc.addResidual8(b.samples, b.samplesStride, b.dst, b.stride);
-        } else if (end[k] == kDcOnlyEnd) {
+        } else if (r.end[k] == kDcOnlyEnd) {
             p.idct.dcAdd(block, b.dst, b.stride, b.samples, b.samplesStride);
-        } else if (end[k] <= kCornerEnd) {
+        } else if (r.end[k] <= kCornerEnd) {
             p.idct.cornerAdd(block, b.dst, b.stride, b.samples, b.samplesStride);
         } else {
             p.idct.add(block, b.dst, b.stride, b.samples, b.samplesStride);
@@ -215,7 +221,8 @@ VELTRANE_HOT_INLINE void DecodeIntraPicture(Picture& p, Observer& observer) {
     int32_t cbpy = 0;
     int mbIndex = 0;
     for (int y = 0; y < d->alignedHeight; y += 16) {
-        for (int x = 0; x < d->alignedWidth; x += 16, ++mbIndex) {
+        MacroblockPlanes mb = PlanesAt(*d, store, y);
+        for (int x = 0; x < d->alignedWidth; x += 16, ++mbIndex, mb.Advance()) {
             const uint32_t firstBit = bits.position();
             int32_t value;
             while (bits.Decode(kMcbpcIntraFlat, &value)) {
@@ -229,7 +236,7 @@ VELTRANE_HOT_INLINE void DecodeIntraPicture(Picture& p, Observer& observer) {
                 ApplyDquant(p);
             }
             const auto codedBlocks = static_cast<unsigned>((cbpy & 15) | ((mcbpc & 3) << 4));
-            DecodeIntraMacroblock(p, codedBlocks, PlanesAt(*d, store, x, y));
+            DecodeIntraMacroblock(p, codedBlocks, mb);
             d->mbQuant[mbIndex] = p.quant;
             observer.Macroblock(mbIndex, firstBit, bits.position(), bits.error() != 0, false,
                                 (mcbpc & 4) ? kMacroblockIntraQ : kMacroblockIntra, p.quant,
@@ -251,9 +258,9 @@ VELTRANE_HOT_INLINE int32_t DecodePPicture(Picture& p, Observer& observer) {
     FillPlaneBoundaries(reference[kPlaneY], d->alignedWidth, d->alignedHeight, ys);
     FillPlaneBoundaries(reference[kPlaneU], d->alignedWidth / 2, d->alignedHeight / 2, uvs);
     FillPlaneBoundaries(reference[kPlaneV], d->alignedWidth / 2, d->alignedHeight / 2, uvs);
-    // Every macroblock's vectors are cleared when the loop reaches it, before they
-    // are read or predicted from: the vectors of skipped and intra macroblocks, and
-    // the unused three of one-vector ones, count as zero.
+    // The vectors of skipped and intra macroblocks, and the unused three of
+    // one-vector ones, count as zero.
+    std::memset(d->mbVectors, 0, sizeof(macroblockvec_t) * static_cast<size_t>(d->mbCount));
     const int perRow = d->alignedWidth / 16;
 
     int32_t mcbpc = 0;
@@ -261,11 +268,11 @@ VELTRANE_HOT_INLINE int32_t DecodePPicture(Picture& p, Observer& observer) {
     int mbIndex = 0;
     for (int y = 0; y < d->alignedHeight; y += 16) {
         const bool firstRow = y == 0;
-        for (int x = 0; x < d->alignedWidth; x += 16, ++mbIndex) {
-            const MacroblockPlanes mb = PlanesAt(*d, store, x, y);
+        // The macroblock in the current store and the co-located one in the reference.
+        MacroblockPlanes mb = PlanesAt(*d, store, y);
+        MacroblockPlanes ref = PlanesAt(*d, reference, y);
+        for (int x = 0; x < d->alignedWidth; x += 16, ++mbIndex, mb.Advance(), ref.Advance()) {
             const uint32_t firstBit = bits.position();
-            d->mbVectors[mbIndex] = macroblockvec_t{};
-
             // COD and MCBPC; a stuffing MCBPC starts the macroblock again with its COD.
             bool skipped;
             for (;;) {
@@ -288,7 +295,6 @@ VELTRANE_HOT_INLINE int32_t DecodePPicture(Picture& p, Observer& observer) {
                 }
             }
             if (skipped) {
-                const MacroblockPlanes ref = PlanesAt(*d, reference, x, y);
                 p.mc.copy16(ref.y, mb.y, ys);
                 p.mc.copy8(ref.u, mb.u, uvs);
                 p.mc.copy8(ref.v, mb.v, uvs);
@@ -318,10 +324,11 @@ VELTRANE_HOT_INLINE int32_t DecodePPicture(Picture& p, Observer& observer) {
                     ReadOneMotionVector(bits, mbIndex, x / 16, perRow, d->mbTypes, d->mbVectors,
                                         firstRow);
                 }
-                PredictMacroblock(p.mc, reference, x, y, d->mbVectors[mbIndex].vectors,
-                                  type == kMacroblockInter4V, mb.y, mb.u, mb.v, ys, uvs);
                 codedBlocks = static_cast<unsigned>(((15 - cbpy) & 15) | (cbpc << 4));
-                DecodeInterResiduals(p, codedBlocks, mb);
+                const InterResiduals residuals = ReadInterResiduals(p, codedBlocks);
+                PredictMacroblock(p.mc, ref, d->mbVectors[mbIndex].vectors,
+                                  type == kMacroblockInter4V, mb, ys, uvs);
+                AddInterResiduals(p, residuals, mb);
             } else {
                 return kStatusBadMacroblockType;
             }

@@ -20,6 +20,14 @@ namespace veltrane {
 constexpr int kDcOnlyEnd = 1;
 constexpr int kCornerEnd = 9;
 
+// Fills an 8x8 block of the picture with one sample value (0 to 255).
+VELTRANE_HOT_INLINE void FillBlock(unsigned char* dst, ptrdiff_t stride, int value) {
+    const uint64_t row = 0x0101010101010101u * static_cast<uint8_t>(value);
+    for (int r = 0; r < 8; ++r) {
+        std::memcpy(dst + r * stride, &row, 8);
+    }
+}
+
 // An intra block straight into the picture: filled with its DC when it carries
 // no coefficients, else transformed and saturated. A block whose runs overflow
 // the scan is abandoned and the picture keeps what it held.
@@ -27,9 +35,7 @@ inline void DecodeIntraBlock(BitCursor& bits, const IdctKernels& idct, bool code
                              int quant, unsigned char* dst, ptrdiff_t stride) {
     const int dc = ReadIntraDc(bits);
     if (!coded) {
-        for (int r = 0; r < 8; ++r) {
-            std::memset(dst + r * stride, dc, 8);
-        }
+        FillBlock(dst, stride, dc);
         return;
     }
     alignas(32) int16_t block[64] = {};

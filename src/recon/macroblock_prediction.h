@@ -60,32 +60,51 @@ VELTRANE_HOT_INLINE ChromaVector ChromaVectorOf(const MotionVector_t* vectors, b
             kChromaOfOneVector.component[(vectors[0].y + 32) & 63]};
 }
 
-// Writes the prediction of the six blocks of the macroblock at luma position
-// (x, y) into the current store: with `fourVectors` each luma block has its own
-// vector, otherwise vectors[0] serves the whole macroblock.
-VELTRANE_HOT_INLINE void PredictMacroblock(const McKernels& kernels,
-                                           unsigned char* const* refPlanes, int x, int y,
+// Pointers to a macroblock's top-left sample in each plane of a store.
+struct MacroblockPlanes {
+    unsigned char* y;
+    unsigned char* u;
+    unsigned char* v;
+
+    // To the next macroblock of the row.
+    VELTRANE_HOT_INLINE void Advance() {
+        y += 16;
+        u += 8;
+        v += 8;
+    }
+};
+
+// The reference sample at the whole-sample displaced position of the sample at
+// `at`; the shifts round toward minus infinity, so -1 gives -1.
+VELTRANE_HOT_INLINE const unsigned char* Displaced(const unsigned char* at, int mvx, int mvy,
+                                                   ptrdiff_t stride) {
+    return at + static_cast<ptrdiff_t>(mvy >> 1) * stride + (mvx >> 1);
+}
+
+// Writes the prediction of the six blocks of a macroblock into the current store
+// (`cur`) from the co-located macroblock of the reference (`ref`): with
+// `fourVectors` each luma block has its own vector, otherwise vectors[0] serves
+// the whole macroblock.
+VELTRANE_HOT_INLINE void PredictMacroblock(const McKernels& kernels, const MacroblockPlanes& ref,
                                            const MotionVector_t* vectors, bool fourVectors,
-                                           unsigned char* curY, unsigned char* curU,
-                                           unsigned char* curV, int yStride, int uvStride) {
+                                           const MacroblockPlanes& cur, ptrdiff_t yStride,
+                                           ptrdiff_t uvStride) {
     if (fourVectors) {
         for (int k = 0; k < 4; ++k) {
-            const int dx = 8 * (k & 1);
-            const int dy = 8 * (k >> 1);
+            const ptrdiff_t offset = 8 * (k >> 1) * yStride + 8 * (k & 1);
             const MotionVector_t& mv = vectors[k];
-            kernels.predict8[McPhaseOf(mv.x, mv.y)](
-                DisplacedSource(refPlanes[0], x + dx, y + dy, mv.x, mv.y, yStride),
-                curY + static_cast<ptrdiff_t>(dy) * yStride + dx, yStride);
+            kernels.predict8[McPhaseOf(mv.x, mv.y)](Displaced(ref.y + offset, mv.x, mv.y, yStride),
+                                                    cur.y + offset, yStride);
         }
     } else {
         const MotionVector_t& mv = vectors[0];
-        kernels.predict16[McPhaseOf(mv.x, mv.y)](
-            DisplacedSource(refPlanes[0], x, y, mv.x, mv.y, yStride), curY, yStride);
+        kernels.predict16[McPhaseOf(mv.x, mv.y)](Displaced(ref.y, mv.x, mv.y, yStride), cur.y,
+                                                 yStride);
     }
     const ChromaVector c = ChromaVectorOf(vectors, fourVectors);
-    kernels.predictChroma[McPhaseOf(c.x, c.y)](
-        DisplacedSource(refPlanes[1], x / 2, y / 2, c.x, c.y, uvStride),
-        DisplacedSource(refPlanes[2], x / 2, y / 2, c.x, c.y, uvStride), curU, curV, uvStride);
+    kernels.predictChroma[McPhaseOf(c.x, c.y)](Displaced(ref.u, c.x, c.y, uvStride),
+                                               Displaced(ref.v, c.x, c.y, uvStride), cur.u, cur.v,
+                                               uvStride);
 }
 
 }  // namespace veltrane
