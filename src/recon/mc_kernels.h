@@ -88,10 +88,9 @@ void ExtendPlaneC(unsigned char* plane, int width, int height, ptrdiff_t stride)
 extern const McKernels kMcKernelsC;
 #if VELTRANE_X86_KERNELS
 extern const McKernels kMcKernelsSse2;
-// The SSE2 table but for the border fill: 8- and 16-sample rows gain nothing from
-// wider registers.
+// The SSE2 kernels in VEX encoding, with a border fill of its own: 8- and
+// 16-sample rows gain nothing from wider registers.
 extern const McKernels kMcKernelsAvx2;
-void ExtendPlaneAvx2(unsigned char* plane, int width, int height, ptrdiff_t stride);
 #endif
 #if VELTRANE_NEON_KERNELS
 extern const McKernels kMcKernelsNeon;

@@ -3,7 +3,7 @@
 // 16-bit lanes and narrows with a rounding shift, (sum + 2) >> 2. Residual sums
 // wrap in 16-bit lanes and are saturated as the pairwise step does: sums above
 // 4095 become 0, the rest are clamped to 0..255. Kernel for kernel, the twins
-// of mc_sse2.cpp.
+// of x86/mc_kernels_128.h.
 #include <arm_neon.h>
 
 #include <cstddef>

@@ -1,45 +1,41 @@
-// The AVX2 border fill: a byte broadcast from memory for each row's edges, and
-// the rows above and below copied 32 bytes at a time.
+// The AVX2 motion compensation table: the 128-bit kernels compiled with VEX
+// encoding, and a border fill of its own: a byte broadcast from memory for each
+// row's edges, and the rows above and below copied 32 bytes at a time, each
+// loaded once.
 #include <immintrin.h>
 
 #include <cstddef>
 #include <cstdint>
 
 #include "recon/mc_kernels.h"
+#include "recon/x86/mc_kernels_128.h"
 
 namespace veltrane {
 namespace {
 
-// Copies `bytes` from src into each of the 16 rows that follow dst at `step`
-// bytes apart (a negative step goes up), one row after the other.
+// Copies `bytes` (at least 32) from src into each of the 16 rows that follow dst
+// at `step` bytes apart (a negative step goes up): each 32 bytes are loaded once
+// and stored 16 times. A row whose length is no multiple of 32 ends with 32
+// bytes that overlap the ones before, stored again with the same values.
 void CopyRowSixteenTimes(const unsigned char* src, unsigned char* dst, ptrdiff_t step,
                          size_t bytes) {
-    const size_t whole = bytes & ~size_t{31};
-    for (int r = 0; r < 16; ++r, dst += step) {
-        size_t i = 0;
-        for (; i < whole; i += 32) {
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + i),
-                                _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + i)));
+    const auto copyColumn = [&](size_t i) {
+        const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + i));
+        unsigned char* d = dst + i;
+#pragma GCC unroll 16
+        for (int r = 0; r < 16; ++r, d += step) {
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), v);
         }
-        if (i + 16 <= bytes) {
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i),
-                             _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i)));
-            i += 16;
-        }
-        if (i + 8 <= bytes) {
-            _mm_storel_epi64(reinterpret_cast<__m128i*>(dst + i),
-                             _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + i)));
-            i += 8;
-        }
-        for (; i < bytes; ++i) dst[i] = src[i];
-    }
+    };
+    size_t i = 0;
+    for (; i + 32 <= bytes; i += 32) copyColumn(i);
+    if (i < bytes) copyColumn(bytes - 32);
 }
 
+// The byte at p in every lane; the load reads p to p + 3.
 inline __m128i BroadcastByte(const unsigned char* p) {
-    return _mm_broadcastb_epi8(_mm_cvtsi32_si128(*p));
+    return _mm_broadcastb_epi8(_mm_loadu_si32(p));
 }
-
-}  // namespace
 
 void ExtendPlaneAvx2(unsigned char* plane, int width, int height, ptrdiff_t stride) {
     unsigned char* row = plane;
@@ -52,5 +48,9 @@ void ExtendPlaneAvx2(unsigned char* plane, int width, int height, ptrdiff_t stri
     unsigned char* last = plane + (height - 1) * stride - 16;
     CopyRowSixteenTimes(last, last + stride, stride, rowBytes);
 }
+
+}  // namespace
+
+constinit const McKernels kMcKernelsAvx2 = Kernels128(ExtendPlaneAvx2);
 
 }  // namespace veltrane
