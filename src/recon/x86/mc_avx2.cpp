@@ -1,7 +1,7 @@
 // The AVX2 motion compensation table: the 128-bit kernels compiled with VEX
-// encoding, and a border fill of its own: a byte broadcast from memory for each
-// row's edges, and the rows above and below copied 32 bytes at a time, each
-// loaded once.
+// encoding, with the diagonal luma and chroma predictions and the border fill of
+// its own. The border fill broadcasts a byte from memory for each row's edges
+// and copies the rows above and below 32 bytes at a time, each loaded once.
 #include <immintrin.h>
 
 #include <cstddef>
@@ -49,8 +49,86 @@ void ExtendPlaneAvx2(unsigned char* plane, int width, int height, ptrdiff_t stri
     CopyRowSixteenTimes(last, last + stride, stride, rowBytes);
 }
 
+// The diagonal phase in 16-bit lanes, which a 256-bit register holds for 16
+// samples: each row's pair sums a + b + 1 are formed once, and two of them give
+// (a + b + c + d + 2) >> 2 with one add and one shift. Two output rows share one
+// pack.
+inline __m256i Widen(__m128i bytes) { return _mm256_cvtepu8_epi16(bytes); }
+
+inline __m128i LoadBytes16(const unsigned char* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+
+// [U row | V row], eight samples each, in one register.
+inline __m128i LoadBytePair8(const unsigned char* u, const unsigned char* v) {
+    const __m128i low = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(u));
+    return _mm_castpd_si128(
+        _mm_loadh_pd(_mm_castsi128_pd(low), reinterpret_cast<const double*>(v)));
+}
+
+inline __m256i PairSums(__m128i a, __m128i b) {
+    return _mm256_add_epi16(_mm256_add_epi16(Widen(a), Widen(b)), _mm256_set1_epi16(1));
+}
+
+inline __m256i DiagonalOf(__m256i above, __m256i below) {
+    return _mm256_srli_epi16(_mm256_add_epi16(above, below), 2);
+}
+
+void PredictDiagonal16Avx2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+    auto sums = [&src, stride] {
+        const __m256i rowSums = PairSums(LoadBytes16(src), LoadBytes16(src + 1));
+        src += stride;
+        return rowSums;
+    };
+    __m256i above = sums();
+    for (int r = 0; r < 16; r += 2, dst += 2 * stride) {
+        const __m256i middle = sums();
+        const __m256i below = sums();
+        // [row r, low 8 | row r + 1, low 8 || row r, high 8 | row r + 1, high 8]
+        const __m256i packed =
+            _mm256_packus_epi16(DiagonalOf(above, middle), DiagonalOf(middle, below));
+        const __m256i rows = _mm256_permute4x64_epi64(packed, 0xD8);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm256_castsi256_si128(rows));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + stride),
+                         _mm256_extracti128_si256(rows, 1));
+        above = below;
+    }
+}
+
+void PredictChromaDiagonalAvx2(const unsigned char* srcU, const unsigned char* srcV,
+                               unsigned char* dstU, unsigned char* dstV, ptrdiff_t stride) {
+    ptrdiff_t in = 0;
+    auto sums = [&] {
+        const __m256i rowSums = PairSums(LoadBytePair8(srcU + in, srcV + in),
+                                         LoadBytePair8(srcU + in + 1, srcV + in + 1));
+        in += stride;
+        return rowSums;
+    };
+    __m256i above = sums();
+    for (ptrdiff_t out = 0; out < 8 * stride; out += 2 * stride) {
+        const __m256i middle = sums();
+        const __m256i below = sums();
+        // [U row r | U row r + 1 || V row r | V row r + 1]
+        const __m256i packed =
+            _mm256_packus_epi16(DiagonalOf(above, middle), DiagonalOf(middle, below));
+        const __m128i u = _mm256_castsi256_si128(packed);
+        const __m128i v = _mm256_extracti128_si256(packed, 1);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(dstU + out), u);
+        _mm_storeh_pi(reinterpret_cast<__m64*>(dstU + out + stride), _mm_castsi128_ps(u));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(dstV + out), v);
+        _mm_storeh_pi(reinterpret_cast<__m64*>(dstV + out + stride), _mm_castsi128_ps(v));
+        above = below;
+    }
+}
+
+constexpr McKernels WithDiagonals(McKernels kernels) {
+    kernels.predict16[kPhaseDiagonal] = PredictDiagonal16Avx2;
+    kernels.predictChroma[kPhaseDiagonal] = PredictChromaDiagonalAvx2;
+    return kernels;
+}
+
 }  // namespace
 
-constinit const McKernels kMcKernelsAvx2 = Kernels128(ExtendPlaneAvx2);
+constinit const McKernels kMcKernelsAvx2 = WithDiagonals(Kernels128(ExtendPlaneAvx2));
 
 }  // namespace veltrane
