@@ -38,12 +38,11 @@ TEST(DecoderOpen, FrameStoresCoverTheMacroblockGridAndItsBorders) {
         EXPECT_EQ(d->uvStride, c[4]);
         for (auto& store : d->stores) {
             EXPECT_EQ(reinterpret_cast<uintptr_t>(store[kPlaneY]) % 16, 0u);
-            const int rows = d->alignedHeight + 32, chromaRows = d->alignedHeight / 2 + 32;
-            std::memset(store[kPlaneY] - 16 * d->yStride - 16, 1, size_t(rows) * d->yStride);
-            std::memset(store[kPlaneU] - 16 * d->uvStride - 16, 2,
-                        size_t(chromaRows) * d->uvStride);
-            std::memset(store[kPlaneV] - 16 * d->uvStride - 16, 3,
-                        size_t(chromaRows) * d->uvStride);
+            for (int k = kPlaneY; k <= kPlaneV; ++k) {
+                const int stride = k == kPlaneY ? d->yStride : d->uvStride;
+                const int rows = (k == kPlaneY ? d->alignedHeight : d->alignedHeight / 2) + 32;
+                std::memset(store[k] - 16 * stride - 16, k + 1, size_t(rows) * stride);
+            }
         }
         H263DecompressClose(d);
     }
@@ -56,13 +55,11 @@ TEST(DecoderOpen, FrameStoresCoverTheMacroblockGridAndItsBorders) {
 // every allocation of an open in turn.)
 TEST(DecoderOpen, RefusedSizes) {
     TestAllocator counter;
-    for (const auto& s : {std::pair{65535, 65535},
-                          {65535, 16},
-                          {16, 65535},
-                          {-1, 16},
-                          {VELTRANE_MAX_DIMENSION + 1, 16}}) {
+    const int sizes[][2] = {
+        {65535, 65535}, {65535, 16}, {16, 65535}, {-1, 16}, {VELTRANE_MAX_DIMENSION + 1, 16}};
+    for (const auto& s : sizes) {
         void* decoder = &counter;
-        EXPECT_EQ(H263DecompressOpen(&decoder, s.first, s.second, &counter), 1);
+        EXPECT_EQ(H263DecompressOpen(&decoder, s[0], s[1], &counter), 1);
         EXPECT_EQ(decoder, &counter);
     }
     EXPECT_EQ(counter.allocations(), 0);

@@ -16,7 +16,7 @@ using Bytes = std::vector<uint8_t>;
 using MB = Macroblock;
 
 Bytes Textured(int w, int h, uint32_t seed) {
-    return RandomStream(seed).Picture(FieldsForSize(w, h, 0, 4), ((w + 15) / 16) * ((h + 15) / 16));
+    return RandomStream(seed).Picture(FieldsForSize(w, h, 0, 4));
 }
 
 const Bytes kIntra16 = {0x00, 0x00, 0x80, 0x00, 0x08, 0x08, 0x00,
@@ -34,9 +34,8 @@ void ExpectExamplePicture(const TestDecoder& dec) {
 }
 
 TEST(PictureDecoder, ExampleIntraThenSkippedThenDisposablePicture) {
-    MB mb;
-    mb.dc = kExampleDc;
-    EXPECT_EQ(FrameWriter(FieldsForSize(16, 16)).Add(mb).Bytes(), kIntra16);  // the writer agrees
+    EXPECT_EQ(FrameWriter(FieldsForSize(16, 16)).Add({.dc = kExampleDc}).Bytes(),
+              kIntra16);  // the writer agrees
 
     TestDecoder dec(16, 16);
     ASSERT_EQ(dec.Decode(kIntra16), 0);
@@ -63,9 +62,7 @@ TEST(PictureDecoder, ExampleIntraThenSkippedThenDisposablePicture) {
 TEST(PictureDecoder, StuffingIsSkippedInBothPictureKinds) {
     const Bytes withStuffing = {0x00, 0x00, 0x80, 0x00, 0x08, 0x08, 0x00, 0x80,
                                 0x33, 0x32, 0x3C, 0x46, 0x50, 0x64, 0xC8};
-    MB mb;
-    mb.dc = kExampleDc;
-    mb.stuffing = 1;
+    MB mb{.dc = kExampleDc, .stuffing = 1};
     EXPECT_EQ(FrameWriter(FieldsForSize(16, 16)).Add(mb).Bytes(), withStuffing);
     TestDecoder dec(16, 16);
     ASSERT_EQ(dec.Decode(withStuffing), 0);
@@ -86,7 +83,7 @@ TEST(PictureDecoder, StuffingIsSkippedInBothPictureKinds) {
     Bytes pictures[2];
     for (int stuffing : {0, 2}) {
         FrameWriter frame(FieldsForSize(32, 16, 2));
-        if (stuffing) frame.bits().Put(0, 1).Code(McbpcInterCodes, kMcbpcInterStuffing);
+        if (stuffing) PutStuffing(frame.bits(), true);
         inter.stuffing = stuffing;
         ASSERT_EQ(p.Decode(frame.Skip().Add(inter).Bytes()), 0);
         pictures[stuffing / 2] = p.Decoded();
@@ -100,8 +97,7 @@ TEST(PictureDecoder, StuffingIsSkippedInBothPictureKinds) {
             PictureFields fields = FieldsForSize(16, 16, type);
             if (atEnd) fields.extra = {1, 2, 3, 4, 5};
             FrameWriter f(fields);
-            if (type == 0) f.bits().Code(McbpcIntraCodes, kMcbpcIntraStuffing);
-            if (type != 0) f.bits().Put(0, 1).Code(McbpcInterCodes, kMcbpcInterStuffing);
+            PutStuffing(f.bits(), type != 0);
             if (!atEnd) f.bits().Put(0, type != 0 ? 10 : 9).Put(0xFFFFFFFF, 32).Put(0xFFFFFFFF, 32);
             const int32_t status = dec.Decode(f.Bytes());
             EXPECT_TRUE(status == kStatusBadData || (atEnd && status == kStatusOutOfData))
@@ -112,13 +108,9 @@ TEST(PictureDecoder, StuffingIsSkippedInBothPictureKinds) {
 }
 
 TEST(PictureDecoder, DquantIsClampedToOneAndThirtyOne) {
-    MB down;  // DQUANT -2
-    down.kind = MB::kIntraQ;
-    down.dquant = 1;
-    MB up = down, minusOne = down, interQ = down;
-    up.dquant = interQ.dquant = 3;  // +2
-    minusOne.dquant = 0;
-    interQ.kind = MB::kInterQ;
+    // DQUANT -2, +2 and -1.
+    const MB down{MB::kIntraQ, 1}, up{MB::kIntraQ, 3}, minusOne{MB::kIntraQ, 0};
+    const MB interQ{MB::kInterQ, 3};
     const struct {
         uint32_t type, quant;
         std::array<MB, 3> mbs;
@@ -172,9 +164,7 @@ TEST(PictureDecoder, BadCodesReturnTwelveAndKeepTheLastType) {
     TestDecoder p(48, 16);
     ASSERT_EQ(p.Decode(Textured(48, 16, 2)), 0);
     FrameWriter frame(FieldsForSize(48, 16, 1, 8));
-    MB interQ;
-    interQ.kind = MB::kInterQ;
-    frame.Add(interQ).bits().Put(0, 1).Code(McbpcInterCodes, kMcbpcInterStuffing).Put(0, 10);
+    PutStuffing(frame.Add(MB{MB::kInterQ}).bits(), true).Put(0, 10);
     p->mbTypes[1] = 9;
     EXPECT_EQ(p.Decode(frame.Bytes()), kStatusBadData);
     EXPECT_EQ(p->mbTypes[1], 1);
@@ -185,8 +175,8 @@ TEST(PictureDecoder, BadCodesReturnTwelveAndKeepTheLastType) {
 // ends inside the header leaves the reader's error 4, which the next picture reports.
 TEST(PictureDecoder, TruncatedFramesFailAndLeaveTheDecoderIntact) {
     RandomStream random(77);
-    const Bytes intra = random.Picture(FieldsForSize(48, 32, 0, 6), 6);
-    const Bytes disposable = random.Picture(FieldsForSize(48, 32, 2, 6, 1), 6);
+    const Bytes intra = random.Picture(FieldsForSize(48, 32, 0, 6));
+    const Bytes disposable = random.Picture(FieldsForSize(48, 32, 2, 6, 1));
     TestDecoder dec(48, 32);
     ASSERT_EQ(dec.Decode(intra), 0);
     ASSERT_EQ(dec.Decode(disposable), 0);

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "support/stream_builder.h"
 
 namespace veltrane::test {
@@ -57,17 +59,12 @@ TEST(PictureHeader, FieldsOfEverySourceFormatAndFramesEndingInsideTheHeader) {
         const Parsed p = Parse(c.bytes);
         SCOPED_TRACE(testing::Message() << c.width << "x" << c.height << ", " << c.bytes.size());
         ASSERT_EQ(p.status, 0);
-        EXPECT_EQ(p.h.version, c.version);
-        EXPECT_EQ(p.h.temporalReference, c.temporal);
-        EXPECT_EQ(p.h.width, c.width);
-        EXPECT_EQ(p.h.height, c.height);
-        EXPECT_EQ(p.h.alignedWidth, (c.width + 15) & ~15u);
-        EXPECT_EQ(p.h.alignedHeight, c.alignedHeight);
-        EXPECT_EQ(p.h.pictureType, c.type);
-        EXPECT_EQ(p.h.deblocking, c.deblocking);
-        EXPECT_EQ(p.h.quantiser, c.quant);
-        EXPECT_EQ(p.bitPos, c.bits);
-        EXPECT_EQ(p.error, c.error);
+        const PictureHeader_t& h = p.h;
+        EXPECT_EQ((std::array{h.version, h.temporalReference, h.width, h.height, h.alignedWidth,
+                              h.alignedHeight, h.pictureType, h.deblocking, h.quantiser, p.bitPos,
+                              p.error}),
+                  (std::array{c.version, c.temporal, c.width, c.height, (c.width + 15) & ~15u,
+                              c.alignedHeight, c.type, c.deblocking, c.quant, c.bits, c.error}));
     }
 }
 

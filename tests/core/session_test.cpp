@@ -8,7 +8,7 @@
 #include <algorithm>
 
 #include "core/picture_decoder.h"
-#include "support/stream_builder.h"
+#include "support/host_frames.h"
 #include "support/test_allocator.h"
 #include "veltrane/color.h"
 
@@ -50,12 +50,8 @@ struct Image {
     QXImage_t image;
 };
 
-int MbCount(int w, int h) { return ((w + 15) / 16) * ((h + 15) / 16); }
-
 // INTRADC 255 stands for 128: a mid-grey picture (0xFF828282 in BGRA).
-Bytes Grey(int w, int h) {
-    return FlatIntraPicture(FieldsForSize(w, h), MbCount(w, h), [](int, int) { return 255; });
-}
+Bytes Grey(int w, int h) { return IntraFrame(w, h, kGrey.dcs); }
 
 TEST(Session, OpenAndDecodeIntoThePlanes) {
     TestSession s(16, 16);
@@ -94,9 +90,9 @@ TEST(Session, SettingsNeedARecordOfEightBytes) {
 // alpha session's luma becomes the alpha channel, read with its own stride.
 TEST(Session, BgraImageOfThePicturesOwnSizeAndAlpha) {
     TestSession s(160, 120), alpha(160, 120);
-    const int mbs = MbCount(160, 120);
-    const Bytes picture = FlatIntraPicture(FieldsForSize(160, 120), mbs, [mbs](int i, int b) {
-        return b < 4 && i == mbs - 1 ? 235 : 255;  // the last macroblock's luma white
+    const Bytes picture = IntraFrame(160, 120, [](int i, int b) {
+        return b < 4 && i == MacroblockCount(160, 120) - 1 ? 235
+                                                           : 255;  // the last one's luma white
     });
     Image image(160, 120);
     ASSERT_EQ(s.Decode(picture, &image.image), 0);
@@ -107,7 +103,7 @@ TEST(Session, BgraImageOfThePicturesOwnSizeAndAlpha) {
 
     // Alpha: 0 in the first luma block, 200 everywhere else.
     auto dc = [](int i, int b) { return i == 0 && b == 0 ? 0 : 200; };
-    ASSERT_EQ(alpha.Decode(FlatIntraPicture(FieldsForSize(160, 120), mbs, dc)), 0);
+    ASSERT_EQ(alpha.Decode(IntraFrame(160, 120, dc)), 0);
     EXPECT_EQ(DecompressSetAlpha(s.get(), alpha.get()), 0);
     EXPECT_EQ(s->planes->alpha, alpha->planes->y);
     ASSERT_EQ(s.Decode(picture, &image.image), 0);

@@ -26,18 +26,6 @@ double Psnr(const uint8_t* a, int as, const uint8_t* b, int bs, int w, int h) {
     return sse == 0 ? 100 : 10 * std::log10(255.0 * 255.0 * w * h / sse);
 }
 
-// The aligned Y, U and V samples of a picture, back to back (as TestDecoder::Decoded).
-std::vector<uint8_t> Samples(const enc::PlaneView& p, int alignedWidth, int alignedHeight) {
-    std::vector<uint8_t> out;
-    for (int k = 0; k < 3; ++k) {
-        const uint8_t* plane = k == 0 ? p.y : k == 1 ? p.u : p.v;
-        const int stride = k == 0 ? p.yStride : p.uvStride, w = alignedWidth >> (k != 0);
-        for (int r = 0; r < alignedHeight >> (k != 0); ++r)
-            out.insert(out.end(), plane + r * stride, plane + r * stride + w);
-    }
-    return out;
-}
-
 // Encodes `frames` frames of the test sequence (a scene change at picture 4)
 // and decodes each one. The reported PSNR covers the visible picture only, with
 // chroma of (width + 1) / 2 x (height + 1) / 2, compared with what the decoder shows.
@@ -52,16 +40,18 @@ void EncodeAndCompare(const EncoderConfig& config, int frames, EncoderStats* sta
         const enc::PlaneView s = sequence.Frame(k);
         EncodedFrame frame;
         ASSERT_TRUE(encoder.EncodeFrame(s, &frame));
-        uint32_t attributes[3] = {9, 0, 0};  // picture type, width, height
-        ASSERT_EQ(GetFrameAttributes(decoder.get(), frame.data.data(),
-                                     static_cast<uint32_t>(frame.data.size()), &attributes[0],
-                                     &attributes[1], &attributes[2]),
-                  0);
-        EXPECT_EQ(std::vector<uint32_t>(attributes, attributes + 3),
-                  (std::vector<uint32_t>{uint32_t(frame.pictureType), uint32_t(w), uint32_t(h)}));
+        const auto size = static_cast<uint32_t>(frame.data.size());
+        uint32_t type = 9, width = 0, height = 0;
+        ASSERT_EQ(
+            GetFrameAttributes(decoder.get(), frame.data.data(), size, &type, &width, &height), 0);
+        EXPECT_TRUE(type == uint32_t(frame.pictureType) && width == uint32_t(w) &&
+                    height == uint32_t(h))
+            << type << " " << width << "x" << height;
         ASSERT_EQ(decoder.Decode(frame.data), 0) << "frame " << k;
+        const enc::PlaneView r = encoder.Reconstruction();
+        const uint8_t* planes[3] = {r.y, r.u, r.v};
         ASSERT_TRUE(decoder.Decoded() ==
-                    Samples(encoder.Reconstruction(), (w + 15) & ~15, (h + 15) & ~15))
+                    PlaneSamples(planes, r.yStride, r.uvStride, (w + 15) & ~15, (h + 15) & ~15))
             << "frame " << k << " type " << frame.pictureType;
         const enc::PlaneView d{decoder.planes[0], decoder.planes[1], decoder.planes[2],
                                decoder.yStride, decoder.uvStride};
@@ -109,14 +99,8 @@ TEST(EncoderRoundTrip, DecoderOutputEqualsReconstruction) {
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.width << "x" << c.height << " version " << c.version
                                         << " rate " << c.bitrate << " quantiser " << c.quantiser);
-        const EncoderConfig config{.width = c.width,
-                                   .height = c.height,
-                                   .version = c.version,
-                                   .gopLength = c.gop,
-                                   .disposable = c.disposable,
-                                   .quantiser = c.quantiser,
-                                   .targetBitrate = c.bitrate,
-                                   .fourVector = c.fourVector};
+        const EncoderConfig config{c.width,     c.height,  c.version, c.gop,       c.disposable,
+                                   c.quantiser, c.bitrate, 25.0,      c.fourVector};
         EncoderStats s;
         std::vector<EncodedFrame> frames;
         EncodeAndCompare(config, c.frames, &s, &frames);
@@ -128,12 +112,11 @@ TEST(EncoderRoundTrip, DecoderOutputEqualsReconstruction) {
             bits += static_cast<double>(f.data.size()) * 8 / c.frames;
         }
         EXPECT_EQ(disposable > 0, c.disposable && c.frames > 2);
-        EXPECT_EQ(((frames[0].data[3] & 3) << 1) | (frames[0].data[4] >> 7),
-                  c.format);  // bits 30..32
+        // The source format, bits 30..32; each version uses its own escape layout only.
+        EXPECT_EQ(((frames[0].data[3] & 3) << 1) | (frames[0].data[4] >> 7), c.format);
         EXPECT_GT(s.inter + s.interQ + s.inter4v, 0);
         EXPECT_TRUE(c.fourVector || s.inter4v == 0);
-        EXPECT_EQ(c.version == 0 ? s.escapes7 + s.escapes11 : s.escapes8,
-                  0);  // its own layout only
+        EXPECT_EQ(c.version == 0 ? s.escapes7 + s.escapes11 : s.escapes8, 0);
         if (c.frames >= 30) {
             EXPECT_NEAR(bits, c.bitrate / 25.0, 0.2 * c.bitrate / 25.0);
         }

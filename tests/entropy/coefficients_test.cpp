@@ -14,9 +14,6 @@
 namespace veltrane::test {
 namespace {
 
-// The reader's error codes, short for the tables.
-constexpr uint32_t kOut = kFifoErrorOutOfData, kBad = kFifoErrorBadCode;
-
 struct Triple {
     int last, run, level;
 };
@@ -158,8 +155,7 @@ TEST_F(Coefficients, EventsEscapesTruncationAndFailedLookups) {
         {"code cut", 0, "00000101 1111 0", 8, {1, 0, 0}, 0, kOut},
     };
     for (const auto& c : cases) {
-        BitWriter w;
-        Feed(w.Bits(c.bits), c.cut);
+        Feed(BitWriter().Bits(c.bits), c.cut);
         const Triple e = ReadEvent(c.version);
         EXPECT_TRUE(e.last == c.expected.last && e.run == c.expected.run &&
                     e.level == c.expected.level && fifo_->bitPos == c.bitPos &&
@@ -221,26 +217,24 @@ TEST_F(Coefficients, BlocksMatchTheTransformOfTheirCoefficients) {
 // event cut before its sign bit is the event test's). A run that carries the
 // scan index past 63 abandons the block, leaving the destination.
 TEST_F(Coefficients, TruncatedBlocksAndRunsPast63) {
-    BitWriter w;
-    Feed(w.Put(100, 8), 7);
+    Feed(BitWriter().Put(100, 8), 7);
     Decode(true, 0, 0, 10);
     const std::array<unsigned char, 64> zeros{};
     ExpectBlock(pixels_, zeros.data(), kPixelMark);
     EXPECT_EQ(fifo_->error, uint32_t{kFifoErrorOutOfData});
 
     const struct {
-        bool intra, coded;
+        bool intra;
         std::vector<Event> events;
-    } cases[] = {{true, true, {{40, 1}, {30, 1}}},
-                 {false, true, {{63, 1}, {0, 1}}},
-                 {false, true, {{10, 1}, {53, 2}}}};
+    } cases[] = {
+        {true, {{40, 1}, {30, 1}}}, {false, {{63, 1}, {0, 1}}}, {false, {{10, 1}, {53, 2}}}};
     for (const auto& c : cases) {
-        BitWriter x;
-        if (c.intra) x.Put(77, 8);
-        WriteEvents(x, 0, c.events);
-        const size_t end = x.bitCount();
-        Feed(x.Bits("0111 0"));
-        Decode(c.intra, c.coded, 0, 5);
+        BitWriter w;
+        if (c.intra) w.Put(77, 8);
+        WriteEvents(w, 0, c.events);
+        const size_t end = w.bitCount();
+        Feed(w.Bits("0111 0"));
+        Decode(c.intra, true, 0, 5);
         for (unsigned char p : pixels_) ASSERT_EQ(p, kPixelMark);
         for (int16_t r : residuals_) ASSERT_EQ(r, kResidualMark);
         EXPECT_EQ(fifo_->bitPos, end);

@@ -68,26 +68,23 @@ TEST(DecodeTree, EveryCodeDecodesToItsValue) {
 // such (kNoCode), even where the frame ends, and consume nothing.
 TEST(DecodeTree, ExampleCodesAndBitsThatBeginNoCode) {
     constexpr int32_t kNoCode = 999;
-    constexpr int mvd = kMvdTable, tcoef = kTcoefTable, intra = kMcbpcIntraTable,
-                  inter = kMcbpcInterTable, cbpy = kCbpyTable;
     TestDecoder dec(16, 16);
     const struct {
         int tree;
         const char* bits;
         int32_t value;
-    } cases[] = {{mvd, "1", 0},
-                 {mvd, "011", -1},
-                 {mvd, "0000000000101", -32},
-                 {tcoef, "0000011", 102},
-                 {tcoef, "0111", 58},
-                 {intra, "000000001", 8},
-                 {inter, "000000001", 20},
-                 {cbpy, "00000000 11111111", kNoCode},
-                 {intra, "00000000 00000000", kNoCode},
-                 {intra, "00000000", kNoCode}};
+    } cases[] = {{kMvdTable, "1", 0},
+                 {kMvdTable, "011", -1},
+                 {kMvdTable, "0000000000101", -32},
+                 {kTcoefTable, "0000011", 102},
+                 {kTcoefTable, "0111", 58},
+                 {kMcbpcIntraTable, "000000001", 8},
+                 {kMcbpcInterTable, "000000001", 20},
+                 {kCbpyTable, "00000000 11111111", kNoCode},
+                 {kMcbpcIntraTable, "00000000 00000000", kNoCode},
+                 {kMcbpcIntraTable, "00000000", kNoCode}};
     for (const auto& c : cases) {
-        BitWriter w;
-        w.Bits(c.bits);
+        const BitWriter w = BitWriter().Bits(c.bits);
         Lookup l = Decode(dec, c.tree, w, static_cast<uint32_t>(w.bitCount()));
         const bool ok = c.value != kNoCode;
         EXPECT_EQ(l.ok, ok) << c.bits;

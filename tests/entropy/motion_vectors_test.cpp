@@ -15,9 +15,6 @@
 namespace veltrane::test {
 namespace {
 
-// The reader's error codes, short for the tables.
-constexpr uint32_t kOut = kFifoErrorOutOfData, kBad = kFifoErrorBadCode;
-
 // A picture 64 pixels wide: four macroblocks per row, three rows.
 constexpr int kWidth = 64;
 constexpr int kMacroblocks = 3 * kWidth / 16;
@@ -50,8 +47,6 @@ protected:
     std::array<int16_t, kMacroblocks> types_{};
     std::array<macroblockvec_t, kMacroblocks> vectors_{};
 };
-
-void PutMvd(BitWriter& w, int x, int y) { w.Code(MvdCodes, x).Code(MvdCodes, y); }
 
 struct Source {
     int mb, vector;  // mb -1: the candidate is unavailable
@@ -125,8 +120,7 @@ TEST_F(MotionVectors, FailedLookupsCountAsZero) {
     for (const auto& c : cases) {
         Clear();
         V(0, 0) = {7, -3};
-        BitWriter w;
-        Decode(1, 1, w.Bits(c.bits), c.cut);
+        Decode(1, 1, BitWriter().Bits(c.bits), c.cut);
         ExpectVector(1, 0, c.expected.x, c.expected.y, c.name);
         EXPECT_EQ(fifo_->bitPos, c.bitPos) << c.name;
         EXPECT_EQ(fifo_->error, c.error) << c.name;
@@ -134,9 +128,7 @@ TEST_F(MotionVectors, FailedLookupsCountAsZero) {
     // Four vectors, data ending after the first: the rest take their predictions.
     Clear();
     types_[0] = 2;
-    BitWriter w;
-    PutMvd(w, 2, -2);
-    Decode(0, 1, w);
+    Decode(0, 1, BitWriter().Code(MvdCodes, 2).Code(MvdCodes, -2));
     for (int k = 0; k < 4; ++k) ExpectVector(0, k, 2, -2, "after the end");
     EXPECT_EQ(fifo_->error, uint32_t{kFifoErrorBadCode});  // zeros past the end begin no code
 }

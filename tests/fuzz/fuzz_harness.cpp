@@ -124,16 +124,14 @@ HarnessResult RunDecodeHarness(const uint8_t* data, size_t size, const FrameObse
     {
         // Fills in the allocator's counts on closing.
         Harness harness(data[0], result, observer);
-        size_t pos = 1;
-        for (int index = 0; index < kMaxFrames && pos < size; ++index) {
-            size_t length = data[pos];
-            if (pos + 1 < size) length |= static_cast<size_t>(data[pos + 1]) << 8;
-            pos = std::min(pos + 2, size);
-            length = std::min(length, size - pos);
+        Reader in{data + 1, size - 1};
+        for (int index = 0; index < kMaxFrames && !in.done(); ++index) {
+            size_t length = in.Byte();
+            length |= static_cast<size_t>(in.Byte()) << 8;
+            const uint8_t* bytes = in.Take(length);
             // Each frame gets a heap block of exactly its size.
             std::unique_ptr<uint8_t[]> frame(new uint8_t[length]);
-            std::copy(data + pos, data + pos + length, frame.get());
-            pos += length;
+            std::copy(bytes, bytes + length, frame.get());
             harness.Frame(frame.get(), static_cast<uint32_t>(length), index);
         }
     }

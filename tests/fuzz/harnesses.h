@@ -12,11 +12,27 @@
 #ifndef VELTRANE_TESTS_FUZZ_HARNESSES_H
 #define VELTRANE_TESTS_FUZZ_HARNESSES_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 
 namespace veltrane::fuzz {
+
+// An input, read front to back; reads past the end give 0.
+struct Reader {
+    const uint8_t* data;
+    size_t size;
+    size_t pos = 0;
+    bool done() const { return pos >= size; }
+    uint8_t Byte() { return pos < size ? data[pos++] : 0; }
+    // `length` bytes, or what is left.
+    const uint8_t* Take(size_t& length) {
+        length = std::min(length, size - pos);
+        pos += length;
+        return data + pos - length;
+    }
+};
 
 struct HarnessResult {
     int decoded = 0;                // frames the colour session decoded with status 0

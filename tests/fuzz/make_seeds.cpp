@@ -18,16 +18,13 @@ using veltrane::test::Macroblock;
 using veltrane::test::PictureFields;
 using veltrane::test::RandomStream;
 
-int MbCount(int w, int h) { return ((w + 15) / 16) * ((h + 15) / 16); }
-
 // `frames`, then random pictures of the given picture types (of type 3 the
 // picture header alone).
 std::vector<Bytes> Sequence(uint32_t seed, int w, int h, uint32_t version,
                             const std::vector<uint32_t>& types, std::vector<Bytes> frames = {}) {
     RandomStream random(seed);
     for (uint32_t type : types) {
-        frames.push_back(
-            random.Picture(FieldsForSize(w, h, type, 4 + seed % 20, version), MbCount(w, h)));
+        frames.push_back(random.Picture(FieldsForSize(w, h, type, 4 + seed % 20, version)));
     }
     return frames;
 }
@@ -100,10 +97,8 @@ int main(int argc, char** argv) {
     {
         std::vector<Bytes> frames = Sequence(8, 33, 17, 0, {0});
         FrameWriter stuffed(FieldsForSize(33, 17, 1, 9));
-        Macroblock mb;
-        mb.kind = Macroblock::kInter4V;
-        mb.stuffing = 2;
-        for (int i = 0; i < MbCount(33, 17); ++i) stuffed.Add(mb);
+        const Macroblock mb{.kind = Macroblock::kInter4V, .stuffing = 2};
+        for (int i = 0; i < veltrane::test::MacroblockCount(33, 17); ++i) stuffed.Add(mb);
         frames.push_back(stuffed.Bytes());
         Bytes cut = Sequence(9, 33, 17, 1, {0, 1})[1];
         cut.resize(cut.size() / 2);
@@ -111,7 +106,7 @@ int main(int argc, char** argv) {
         PictureFields fields = FieldsForSize(33, 17, 1);
         fields.extra = {1, 2, 3, 4, 5};
         FrameWriter ending(fields);
-        ending.bits().Put(0, 1).Code(veltrane::McbpcInterCodes, veltrane::kMcbpcInterStuffing);
+        veltrane::test::PutStuffing(ending.bits(), true);
         frames.push_back(ending.Bytes());
         frames.push_back(Sequence(10, 33, 17, 0, {0})[0]);
         ok &= Write(dir, "stuffing_and_cuts", 2, frames);

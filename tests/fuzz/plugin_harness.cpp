@@ -1,8 +1,9 @@
-#include <algorithm>
 #include <memory>
+#include <vector>
 
 #include "fuzz/harnesses.h"
 #include "support/host_framework.h"
+#include "support/host_request.h"
 #include "support/test_allocator.h"
 #include "veltrane/host.h"
 
@@ -14,21 +15,6 @@ namespace {
 // that each run stays small.
 constexpr uint32_t kMaxHostPixels = 720 * 576;
 constexpr int kMaxOperations = 64;
-
-// The input, read front to back; reads past the end give 0.
-struct Reader {
-    const uint8_t* data;
-    size_t size;
-    size_t pos = 0;
-    bool done() const { return pos >= size; }
-    uint8_t Byte() { return pos < size ? data[pos++] : 0; }
-    // `length` bytes, or what is left.
-    const uint8_t* Take(size_t& length) {
-        length = std::min(length, size - pos);
-        pos += length;
-        return data + pos - length;
-    }
-};
 
 class Host {
 public:
@@ -52,8 +38,7 @@ public:
 
     ~Host() {
         if (component_ != nullptr) {
-            if (instance_ != nullptr)
-                component_->functions->DestroyDecompressor(component_, instance_);
+            component_->functions->DestroyDecompressor(component_, instance_);
             if (component_->functions->Release(component_) != 0) result_.badResult = true;
         }
         result_.liveBlocks = allocator_.liveBlocks();
@@ -69,8 +54,7 @@ public:
                 Blit(in, code);
             } else if (code == 9) {
                 if (component_ == nullptr) continue;
-                if (instance_ != nullptr)
-                    component_->functions->DestroyDecompressor(component_, instance_);
+                component_->functions->DestroyDecompressor(component_, instance_);
                 instance_ = component_->functions->CreateDecompressor(component_, 0);
                 shownWidth_ = shownHeight_ = 0;
             } else if (instance_ != nullptr) {
@@ -92,57 +76,36 @@ private:
     void Decode(Reader& in, bool dimensionsOnly) {
         size_t length = in.Byte();
         length |= static_cast<size_t>(in.Byte()) << 8;
-        const uint8_t tag = in.Byte();
-        const uint8_t postFilter = in.Byte();
-        const uint8_t host = in.Byte();
-        const bool untagged = (host & 1) != 0;
+        const uint8_t tag = in.Byte(), postFilter = in.Byte(), host = in.Byte();
         const uint8_t* frame = in.Take(length);
-        // The host's buffer holds the tag in front of the frame.
-        std::unique_ptr<uint8_t[]> data(new uint8_t[length + 1]);
-        data[0] = tag;
-        std::copy(frame, frame + length, data.get() + 1);
         if (instance_ == nullptr) return;
         const auto* f = instance_->functions;
-
-        IVideoDecompressDataStruct request{};
-        request.data = untagged ? data.get() + 1 : data.get();
-        request.dataSize = static_cast<uint32_t>(untagged ? length : length + 1);
-        request.noFrameTag = untagged ? 1 : 0;
-        request.postFilter = postFilter;
-        uint32_t width = 0, height = 0;
-        uint8_t flag = 1;
-        request.widthPtr = &width;
-        request.heightPtr = &height;
-        request.flagPtr = &flag;
+        const std::vector<uint8_t> untagged(frame, frame + length);
+        std::vector<uint8_t> tagged = untagged;
+        tagged.insert(tagged.begin(), tag);
 
         // The host asks for the frame's size first, as a player does.
-        IVideoDecompressDataStruct inquiry = request;
-        inquiry.noFrameTag = 0;
-        inquiry.data = data.get();
-        inquiry.dataSize = static_cast<uint32_t>(length + 1);
-        Expect(f->GetFrameDimensions(instance_, &inquiry), 0, 1);
-        if (inquiry.data != data.get() || inquiry.dataSize != length + 1) result_.badResult = true;
+        test::HostRequest inquiry(tagged, 0, 0);
+        Expect(f->GetFrameDimensions(instance_, &inquiry.record), 0, 1);
+        if (inquiry.record.data != inquiry.frameStart() || inquiry.record.dataSize != length + 1)
+            result_.badResult = true;
+        const uint32_t width = inquiry.width, height = inquiry.height;
         if (dimensionsOnly || uint64_t{width} * height > kMaxHostPixels) return;
 
-        std::unique_ptr<uint32_t[]> pixels;
-        if (host & 2) {
-            if (host & 4) ++width;
-            pixels.reset(new uint32_t[uint64_t{width} * height + 1]);
-            request.pixels = reinterpret_cast<unsigned char*>(pixels.get());
-            request.rowBytes = static_cast<int32_t>(width * 4);
-        }
-        if (Expect(f->DecompressFrame(instance_, &request), 0, 1) == 1) {
+        test::HostRequest request(host & 1 ? untagged : tagged, width + ((host & 6) == 6), height,
+                                  (host & 1) == 0);
+        request.record.postFilter = postFilter;
+        if (host & 2) request.WithBuffer();
+        if (Expect(f->DecompressFrame(instance_, &request.record), 0, 1) == 1) {
             ++result_.decoded;
-            shownWidth_ = width;
-            shownHeight_ = height;
+            shownWidth_ = request.width;
+            shownHeight_ = request.height;
         }
     }
 
     // Positions come from the input but stay inside the picture last shown.
     void Blit(Reader& in, uint8_t code) {
-        const uint32_t columnByte = in.Byte();
-        const uint32_t rowByte = in.Byte();
-        const uint32_t countByte = in.Byte();
+        const uint32_t columnByte = in.Byte(), rowByte = in.Byte(), countByte = in.Byte();
         const uint32_t format = in.Byte();
         if (instance_ == nullptr || shownWidth_ == 0 || shownHeight_ == 0) return;
         const auto column = static_cast<int32_t>(columnByte * shownWidth_ / 256);
@@ -169,8 +132,7 @@ private:
     CFFrameworkObject framework_{&registry_, &allocator_};
     IVideoDecompressorComponent* component_ = nullptr;
     IVideoDecompressorInstance* instance_ = nullptr;
-    uint32_t shownWidth_ = 0;
-    uint32_t shownHeight_ = 0;
+    uint32_t shownWidth_ = 0, shownHeight_ = 0;
 };
 
 }  // namespace

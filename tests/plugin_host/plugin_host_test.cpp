@@ -24,8 +24,7 @@ protected:
         ASSERT_NE(registerComponents, nullptr);
         registrar.result = 5;  // what the registrar answers is passed back
         ASSERT_EQ(registerComponents(&registrar), 5);
-        ASSERT_EQ(registrar.calls.size(), 1u);
-        EXPECT_EQ(registrar.calls[0], (std::array<uint32_t, 3>{0x302u, 0u, 0u}));
+        ASSERT_EQ(registrar.calls, (std::vector<std::array<uint32_t, 3>>{{0x302u, 0u, 0u}}));
         IGenericComponent* generic = nullptr;
         ASSERT_EQ(registrar.factory(&framework, nullptr, &generic), kComponentOk);
         component = reinterpret_cast<IVideoDecompressorComponent*>(generic);
@@ -39,10 +38,8 @@ protected:
         if (component != nullptr) {
             component->functions->DestroyDecompressor(component, instance);
             EXPECT_EQ(component->functions->Release(component), 0);
-            ASSERT_EQ(registry.calls.size(), 1u);
-            EXPECT_EQ(registry.calls[0].registry, &registry);
-            EXPECT_EQ(registry.calls[0].id, 0x302u);
-            EXPECT_EQ(registry.calls[0].reserved, 0u);
+            EXPECT_EQ(registry.calls,
+                      (std::vector<RecordingRegistry::Call>{{&registry, 0x302u, 0u}}));
         }
         EXPECT_EQ(allocator.liveBlocks(), 0u) << "blocks not returned";
         EXPECT_EQ(allocator.foreignFrees(), 0);

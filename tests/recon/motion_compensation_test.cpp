@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <random>
 #include <utility>
@@ -103,7 +104,7 @@ protected:
         const int x = mb % kMbColumns * 16, y = mb / kMbColumns * 16;
         unsigned char* planes[3] = {ref.Y(0, 0), ref.U(0, 0), ref.V(0, 0)};
         return MotionCompensation(mb, x, y, types, vectors, planes, cur.Y(x, y),
-                                  cur.U(x / 2, y / 2), cur.V(x / 2, y / 2), coefficients,
+                                  cur.U(x / 2, y / 2), cur.V(x / 2, y / 2), coefficients.data(),
                                   Store::kYStride, Store::kUvStride, mask);
     }
 
@@ -111,7 +112,7 @@ protected:
     Store ref, cur;
     int16_t types[kMbCount] = {};
     macroblockvec_t vectors[kMbCount] = {};
-    int16_t coefficients[384];
+    std::array<int16_t, 384> coefficients;
 };
 
 TEST_F(MotionCompensationTest, MatchesPlainReconstruction) {
@@ -125,22 +126,21 @@ TEST_F(MotionCompensationTest, MatchesPlainReconstruction) {
         const unsigned mask = rng() % 256;  // bits 6 and 7 mean nothing
         FillCoefficients();
         Store want = cur;
-        int16_t wantCoefficients[384];
-        std::copy(coefficients, coefficients + 384, wantCoefficients);
+        auto wantCoefficients = coefficients;
         ReferenceMacroblock(ref, want, mb % kMbColumns * 16, mb / kMbColumns * 16, types[mb],
-                            vectors[mb], wantCoefficients, mask);
+                            vectors[mb], wantCoefficients.data(), mask);
         ASSERT_EQ(Run(mb, mask), 0);
         ASSERT_TRUE(cur == want) << "trial " << n << " type " << types[mb] << " mask " << mask;
-        ASSERT_TRUE(std::equal(coefficients, coefficients + 384, wantCoefficients)) << n;
+        ASSERT_EQ(coefficients, wantCoefficients) << n;
     }
     // A type outside 0..2 touches nothing and gives 44.
     for (int16_t type : {3, 4, -1}) {
         types[4] = type;
         const Store before = cur;
-        const std::vector<int16_t> coefficientsBefore(coefficients, coefficients + 384);
+        const auto coefficientsBefore = coefficients;
         EXPECT_EQ(Run(4, 0x3F), kStatusBadMacroblockType);
         EXPECT_TRUE(cur == before);
-        EXPECT_TRUE(std::equal(coefficients, coefficients + 384, coefficientsBefore.begin()));
+        EXPECT_EQ(coefficients, coefficientsBefore);
     }
 }
 
@@ -194,13 +194,12 @@ TEST(AddIn8x8, ExportedRoutinesPredictAtTheirPhase) {
 TEST_F(MotionCompensationTest, ClipMacroBlockSaturatesTheResidual) {
     coefficients[0] = 4095, coefficients[1] = 4096, coefficients[300] = -1, coefficients[383] = 256;
     Store zero, want = cur;
-    int16_t wantCoefficients[384];
-    std::copy(coefficients, coefficients + 384, wantCoefficients);
-    ReferenceMacroblock(zero, want, 16, 16, 0, vectors[0], wantCoefficients, 0x3F);
-    ClipMacroBlock(cur.Y(16, 16), cur.U(8, 8), cur.V(8, 8), coefficients, Store::kYStride,
+    auto wantCoefficients = coefficients;
+    ReferenceMacroblock(zero, want, 16, 16, 0, vectors[0], wantCoefficients.data(), 0x3F);
+    ClipMacroBlock(cur.Y(16, 16), cur.U(8, 8), cur.V(8, 8), coefficients.data(), Store::kYStride,
                    Store::kUvStride);
     EXPECT_TRUE(cur == want);
-    EXPECT_TRUE(std::equal(coefficients, coefficients + 384, wantCoefficients));
+    EXPECT_EQ(coefficients, wantCoefficients);
 }
 
 }  // namespace

@@ -19,20 +19,20 @@ enum PictureType { kIntra = 0, kInter = 1, kDisposable = 2, kEmpty = 3 };
 // DC values of the four luma blocks, Cb and Cr; 255 stands for 128.
 using BlockDcs = std::array<uint8_t, 6>;
 
-inline int MacroblockCount(int width, int height) {
-    return ((width + 15) / 16) * ((height + 15) / 16);
-}
-
 // Every macroblock: MCBPC '1' (intra, no chroma coded), CBPY '0011' (no luma
-// coded), then the six INTRADC bytes.
-inline std::vector<uint8_t> IntraFrame(int width, int height, const BlockDcs& dcs) {
+// coded), then the six INTRADC bytes, dc(i, b) for block b of macroblock i.
+template <typename DcFn>
+std::vector<uint8_t> IntraFrame(int width, int height, DcFn dc) {
     BitWriter bits;
     WritePictureHeader(bits, FieldsForSize(width, height, kIntra, 8));
     for (int mb = 0; mb < MacroblockCount(width, height); ++mb) {
         bits.Bits("1").Bits("0011");
-        for (uint8_t dc : dcs) bits.Put(dc, 8);
+        for (int b = 0; b < 6; ++b) bits.Put(dc(mb, b), 8);
     }
     return bits.AlignZero().bytes();
+}
+inline std::vector<uint8_t> IntraFrame(int width, int height, const BlockDcs& dcs) {
+    return IntraFrame(width, height, [&](int, int b) { return dcs[b]; });
 }
 
 // An inter or disposable picture whose macroblocks are all skipped (COD 1), or

@@ -32,6 +32,7 @@ struct RecordingRegistry : IComponentRegistry {
     struct Call {
         IComponentRegistry* registry;
         uint32_t id, reserved;
+        bool operator==(const Call&) const = default;
     };
     RecordingRegistry() {
         static const IComponentRegistryFunctions table = {nullptr, nullptr, nullptr, &Released};

@@ -42,6 +42,10 @@ inline PictureFields FieldsForSize(uint32_t width, uint32_t height, uint32_t pic
     return f;
 }
 
+inline int MacroblockCount(int width, int height) {
+    return ((width + 15) / 16) * ((height + 15) / 16);
+}
+
 inline void WritePictureHeader(BitWriter& w, const PictureFields& f) {
     w.Put(1, 17).Put(f.version, 5).Put(f.temporalReference, 8).Put(f.sourceFormat, 3);
     if (f.sourceFormat == 0) {
@@ -126,14 +130,14 @@ struct Macroblock {
     int Type() const { return kind == kSkip ? 0 : kind - 1; }
 };
 
+// A stuffing code where a macroblock may begin (in a P picture behind COD 0).
+inline BitWriter& PutStuffing(BitWriter& w, bool pPicture) {
+    return pPicture ? w.Put(0, 1).Code(McbpcInterCodes, kMcbpcInterStuffing)
+                    : w.Code(McbpcIntraCodes, kMcbpcIntraStuffing);
+}
+
 inline void WriteMacroblock(BitWriter& w, uint32_t version, bool pPicture, const Macroblock& mb) {
-    for (int i = 0; i < mb.stuffing; ++i) {
-        if (pPicture) {
-            w.Put(0, 1).Code(McbpcInterCodes, kMcbpcInterStuffing);
-        } else {
-            w.Code(McbpcIntraCodes, kMcbpcIntraStuffing);
-        }
-    }
+    for (int i = 0; i < mb.stuffing; ++i) PutStuffing(w, pPicture);
     if (pPicture) {
         if (mb.kind == Macroblock::kSkip) {
             w.Put(1, 1);
@@ -180,18 +184,6 @@ private:
     PictureFields fields_;
     BitWriter bits_;
 };
-
-// An intra picture of uncoded blocks: block b of macroblock i is filled with dc(i, b).
-template <typename DcFn>
-std::vector<uint8_t> FlatIntraPicture(const PictureFields& fields, int mbCount, DcFn dc) {
-    FrameWriter frame(fields);
-    for (int i = 0; i < mbCount; ++i) {
-        Macroblock mb;
-        for (int b = 0; b < 6; ++b) mb.dc[b] = static_cast<uint8_t>(dc(i, b));
-        frame.Add(mb);
-    }
-    return frame.Bytes();
-}
 
 // A frame in a heap block of exactly its size, so that the sanitizer sees any
 // read past its end.
@@ -258,12 +250,13 @@ public:
         return mb;
     }
 
-    std::vector<uint8_t> Picture(const PictureFields& fields, int mbCount) {
+    // A whole picture of the fields' size (of type 3 the header alone).
+    std::vector<uint8_t> Picture(const PictureFields& fields) {
         version_ = fields.version;
         FrameWriter frame(fields);
-        if (fields.pictureType != 3) {
-            for (int i = 0; i < mbCount; ++i) frame.Add(RandomMacroblock(fields.pictureType != 0));
-        }
+        const int count =
+            fields.pictureType == 3 ? 0 : MacroblockCount(int(fields.width), int(fields.height));
+        for (int i = 0; i < count; ++i) frame.Add(RandomMacroblock(fields.pictureType != 0));
         return frame.Bytes();
     }
 

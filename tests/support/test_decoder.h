@@ -16,6 +16,21 @@
 
 namespace veltrane::test {
 
+// The reader's error codes, short for tables of expected results.
+constexpr uint32_t kOut = kFifoErrorOutOfData, kBad = kFifoErrorBadCode;
+
+// The Y, U and V samples of a picture of width x height (multiples of 16), back to back.
+inline std::vector<uint8_t> PlaneSamples(const uint8_t* const planes[3], int yStride, int uvStride,
+                                         int width, int height) {
+    std::vector<uint8_t> out;
+    for (int k = 0; k < 3; ++k) {
+        const int stride = k == 0 ? yStride : uvStride, w = width >> (k != 0);
+        for (int r = 0; r < height >> (k != 0); ++r)
+            out.insert(out.end(), planes[k] + r * stride, planes[k] + r * stride + w);
+    }
+    return out;
+}
+
 class TestDecoder {
 public:
     TestDecoder(int32_t width, int32_t height) {
@@ -62,14 +77,7 @@ public:
 
 private:
     std::vector<uint8_t> Samples(unsigned char* const* p) const {
-        std::vector<uint8_t> out;
-        for (int k = 0; k < 3; ++k) {
-            const int w = d_->alignedWidth >> (k != 0), h = d_->alignedHeight >> (k != 0);
-            const int stride = k == 0 ? d_->yStride : d_->uvStride;
-            for (int r = 0; r < h; ++r)
-                out.insert(out.end(), p[k] + r * stride, p[k] + r * stride + w);
-        }
-        return out;
+        return PlaneSamples(p, d_->yStride, d_->uvStride, d_->alignedWidth, d_->alignedHeight);
     }
 
     TestAllocator allocator_;
