@@ -74,13 +74,6 @@ struct MacroblockPlanes {
     }
 };
 
-// The reference sample at the whole-sample displaced position of the sample at
-// `at`; the shifts round toward minus infinity, so -1 gives -1.
-VELTRANE_HOT_INLINE const unsigned char* Displaced(const unsigned char* at, int mvx, int mvy,
-                                                   ptrdiff_t stride) {
-    return at + static_cast<ptrdiff_t>(mvy >> 1) * stride + (mvx >> 1);
-}
-
 // Writes the prediction of the six blocks of a macroblock into the current store
 // (`cur`) from the co-located macroblock of the reference (`ref`): with
 // `fourVectors` each luma block has its own vector, otherwise vectors[0] serves

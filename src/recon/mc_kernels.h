@@ -113,11 +113,10 @@ void CompensateBlock8x8(const McKernels& kernels, unsigned char* refPlane, int x
 void CompensateBlock8x8Zb(const McKernels& kernels, unsigned char* refPlane, int x, int y, int mvx,
                           int mvy, unsigned char* dst, int stride);
 
-// The reference sample at the whole-sample displaced position of a block's
-// top-left sample; the shifts round toward minus infinity, so -1 gives -1.
-inline const unsigned char* DisplacedSource(const unsigned char* refPlane, int x, int y, int mvx,
-                                            int mvy, ptrdiff_t stride) {
-    return refPlane + static_cast<ptrdiff_t>(y + (mvy >> 1)) * stride + (x + (mvx >> 1));
+// The reference sample at the whole-sample displaced position of the sample at
+// `at`; the shifts round toward minus infinity, so -1 gives -1.
+inline const unsigned char* Displaced(const unsigned char* at, int mvx, int mvy, ptrdiff_t stride) {
+    return at + static_cast<ptrdiff_t>(mvy >> 1) * stride + (mvx >> 1);
 }
 
 }  // namespace veltrane

@@ -55,17 +55,6 @@ void ExtendPlaneAvx2(unsigned char* plane, int width, int height, ptrdiff_t stri
 // pack.
 inline __m256i Widen(__m128i bytes) { return _mm256_cvtepu8_epi16(bytes); }
 
-inline __m128i LoadBytes16(const unsigned char* p) {
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-}
-
-// [U row | V row], eight samples each, in one register.
-inline __m128i LoadBytePair8(const unsigned char* u, const unsigned char* v) {
-    const __m128i low = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(u));
-    return _mm_castpd_si128(
-        _mm_loadh_pd(_mm_castsi128_pd(low), reinterpret_cast<const double*>(v)));
-}
-
 inline __m256i PairSums(__m128i a, __m128i b) {
     return _mm256_add_epi16(_mm256_add_epi16(Widen(a), Widen(b)), _mm256_set1_epi16(1));
 }
@@ -76,7 +65,7 @@ inline __m256i DiagonalOf(__m256i above, __m256i below) {
 
 void PredictDiagonal16Avx2(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
     auto sums = [&src, stride] {
-        const __m256i rowSums = PairSums(LoadBytes16(src), LoadBytes16(src + 1));
+        const __m256i rowSums = PairSums(Load16(src), Load16(src + 1));
         src += stride;
         return rowSums;
     };
@@ -88,9 +77,8 @@ void PredictDiagonal16Avx2(const unsigned char* src, unsigned char* dst, ptrdiff
         const __m256i packed =
             _mm256_packus_epi16(DiagonalOf(above, middle), DiagonalOf(middle, below));
         const __m256i rows = _mm256_permute4x64_epi64(packed, 0xD8);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm256_castsi256_si128(rows));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + stride),
-                         _mm256_extracti128_si256(rows, 1));
+        Store16(dst, _mm256_castsi256_si128(rows));
+        Store16(dst + stride, _mm256_extracti128_si256(rows, 1));
         above = below;
     }
 }
@@ -99,8 +87,8 @@ void PredictChromaDiagonalAvx2(const unsigned char* srcU, const unsigned char* s
                                unsigned char* dstU, unsigned char* dstV, ptrdiff_t stride) {
     ptrdiff_t in = 0;
     auto sums = [&] {
-        const __m256i rowSums = PairSums(LoadBytePair8(srcU + in, srcV + in),
-                                         LoadBytePair8(srcU + in + 1, srcV + in + 1));
+        const __m256i rowSums =
+            PairSums(LoadPair8(srcU + in, srcV + in), LoadPair8(srcU + in + 1, srcV + in + 1));
         in += stride;
         return rowSums;
     };
@@ -113,10 +101,8 @@ void PredictChromaDiagonalAvx2(const unsigned char* srcU, const unsigned char* s
             _mm256_packus_epi16(DiagonalOf(above, middle), DiagonalOf(middle, below));
         const __m128i u = _mm256_castsi256_si128(packed);
         const __m128i v = _mm256_extracti128_si256(packed, 1);
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(dstU + out), u);
-        _mm_storeh_pi(reinterpret_cast<__m64*>(dstU + out + stride), _mm_castsi128_ps(u));
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(dstV + out), v);
-        _mm_storeh_pi(reinterpret_cast<__m64*>(dstV + out + stride), _mm_castsi128_ps(v));
+        StorePair8(dstU + out, dstU + out + stride, u);
+        StorePair8(dstV + out, dstV + out + stride, v);
         above = below;
     }
 }

@@ -219,16 +219,17 @@ void PredictDiagonal16Simd128(const unsigned char* src, unsigned char* dst, ptrd
     }
 }
 
-// Both chroma blocks at once: the rows of U in the low half of a register, the
-// rows of V in the high half, moved with movq and movhps.
-inline __m128i LoadPair8(const unsigned char* u, const unsigned char* v) {
+// Two rows of eight samples in one register, the first in the low half: a row of
+// U and a row of V, so that both chroma blocks are predicted at once. They are
+// moved with movq and movhps.
+inline __m128i LoadPair8(const unsigned char* first, const unsigned char* second) {
     return _mm_castpd_si128(
-        _mm_loadh_pd(_mm_castsi128_pd(Load8(u)), reinterpret_cast<const double*>(v)));
+        _mm_loadh_pd(_mm_castsi128_pd(Load8(first)), reinterpret_cast<const double*>(second)));
 }
 
-inline void StorePair8(unsigned char* u, unsigned char* v, __m128i rows) {
-    Store8(u, rows);
-    _mm_storeh_pi(reinterpret_cast<__m64*>(v), _mm_castsi128_ps(rows));
+inline void StorePair8(unsigned char* first, unsigned char* second, __m128i rows) {
+    Store8(first, rows);
+    _mm_storeh_pi(reinterpret_cast<__m64*>(second), _mm_castsi128_ps(rows));
 }
 
 void PredictChromaCopySimd128(const unsigned char* srcU, const unsigned char* srcV,
