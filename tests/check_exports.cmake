@@ -1,12 +1,8 @@
 # Compares the dynamic symbols a shared library defines with an expected list.
 # Names are compared demangled; size_t parameters demangle as "unsigned long" on
 # 64-bit and "unsigned int" on 32-bit builds, so both are read as size_t.
-execute_process(COMMAND nm -D --defined-only -C ${LIBRARY}
-                OUTPUT_VARIABLE nm_output RESULT_VARIABLE nm_result)
-if(NOT nm_result EQUAL 0)
-  message(FATAL_ERROR "nm failed on ${LIBRARY}")
-endif()
-string(REPLACE "\n" ";" nm_lines "${nm_output}")
+include(${CMAKE_CURRENT_LIST_DIR}/check_helpers.cmake)
+command_output_lines(nm_lines nm -D --defined-only -C ${LIBRARY})
 set(actual "")
 foreach(line IN LISTS nm_lines)
   if(line MATCHES "^[0-9a-fA-F]+ [TWDBRVi] (.+)$")

@@ -4,12 +4,8 @@
 # sections (.rodata, and .data.rel.ro for tables of pointers, which the loader
 # fixes up and then protects); any object in .data or .bss, or a common symbol,
 # is mutable state.
-execute_process(COMMAND ${OBJDUMP} -t ${LIBRARY}
-                OUTPUT_VARIABLE dump RESULT_VARIABLE dump_result)
-if(NOT dump_result EQUAL 0)
-  message(FATAL_ERROR "${OBJDUMP} failed on ${LIBRARY}")
-endif()
-string(REPLACE "\n" ";" lines "${dump}")
+include(${CMAKE_CURRENT_LIST_DIR}/check_helpers.cmake)
+command_output_lines(lines ${OBJDUMP} -t ${LIBRARY})
 set(writable "")
 foreach(line IN LISTS lines)
   # The sanitizers' own bookkeeping (an instrumented build) is not the library's.
@@ -18,8 +14,5 @@ foreach(line IN LISTS lines)
     list(APPEND writable "${line}")
   endif()
 endforeach()
-if(writable)
-  string(REPLACE ";" "\n  " text "${writable}")
-  message(FATAL_ERROR "writable data in ${LIBRARY}:\n  ${text}")
-endif()
+fail_if_any("writable data in ${LIBRARY}" "${writable}")
 message(STATUS "no writable data in ${LIBRARY}")

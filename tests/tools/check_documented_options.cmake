@@ -1,6 +1,7 @@
 # Every long option that a command's --help lists must be documented in the man
 # page and in the README.
 #   cmake -DTOOL=veltrane -DMAN_PAGE=veltrane.1 -DREADME=README.md -P check_documented_options.cmake
+include(${CMAKE_CURRENT_LIST_DIR}/../check_helpers.cmake)
 file(READ ${MAN_PAGE} man)
 string(REPLACE "\\" "" man "${man}")  # roff escapes every dash: \-\-md5
 file(READ ${README} readme)
@@ -21,7 +22,4 @@ foreach(command decode info encode bench)
     endforeach()
   endforeach()
 endforeach()
-if(missing)
-  string(REPLACE ";" "\n  " missing "${missing}")
-  message(FATAL_ERROR "options without documentation:\n  ${missing}")
-endif()
+fail_if_any("options without documentation" "${missing}")
