@@ -211,6 +211,51 @@ VELTRANE_HOT_INLINE void AddInterResiduals(Picture& p, const InterResiduals& r,
     }
 }
 
+// COD, then MCBPC and CBPY of a coded macroblock, one code at a time; a stuffing
+// MCBPC starts the macroblock again with its COD, and a failed lookup keeps the
+// element's previous value. Returns whether the macroblock is skipped.
+[[gnu::noinline]] bool ReadInterMacroblockHeaderByCodes(BitCursor& bits, int32_t& mcbpc,
+                                                        int32_t& cbpy) {
+    for (;;) {
+        if (bits.BitsLeft() == 0) {
+            bits.RecordError(kFifoErrorOutOfData);
+            break;
+        }
+        if (bits.Read(1) != 0) {
+            return true;
+        }
+        int32_t value;
+        if (!bits.Decode(kMcbpcInterFlat, &value)) {
+            break;
+        }
+        if (value != kMcbpcInterStuffing) {
+            mcbpc = value;
+            break;
+        }
+    }
+    bits.Decode(kCbpyFlat, &cbpy);
+    return false;
+}
+
+// The same, in one lookup where the three codes fit the table of whole headers.
+VELTRANE_HOT_INLINE bool ReadInterMacroblockHeader(BitCursor& bits, int32_t& mcbpc, int32_t& cbpy) {
+    const uint32_t header = kInterHeaders.headers[bits.Peek() >> (32 - kInterHeaderBits)];
+    const uint32_t length = header & 15;
+    if (length - 1 < bits.BitsLeft()) {
+        bits.Skip(length);
+        if (length == 1) {
+            return true;
+        }
+        mcbpc = static_cast<int32_t>((header >> 4) & 31);
+        cbpy = static_cast<int32_t>(header >> 9);
+        return false;
+    }
+    BitCursor codes = bits;  // keeps the loop's cursor in registers
+    const bool skipped = ReadInterMacroblockHeaderByCodes(codes, mcbpc, cbpy);
+    bits = codes;
+    return skipped;
+}
+
 template <typename Observer>
 VELTRANE_HOT_INLINE void DecodeIntraPicture(Picture& p, Observer& observer) {
     DecodeInstance_t* d = p.decoder;
@@ -273,27 +318,7 @@ VELTRANE_HOT_INLINE int32_t DecodePPicture(Picture& p, Observer& observer) {
         MacroblockPlanes ref = PlanesAt(*d, reference, y);
         for (int x = 0; x < d->alignedWidth; x += 16, ++mbIndex, mb.Advance(), ref.Advance()) {
             const uint32_t firstBit = bits.position();
-            // COD and MCBPC; a stuffing MCBPC starts the macroblock again with its COD.
-            bool skipped;
-            for (;;) {
-                if (bits.BitsLeft() == 0) {
-                    bits.RecordError(kFifoErrorOutOfData);
-                    skipped = false;
-                } else {
-                    skipped = bits.Read(1) != 0;
-                }
-                if (skipped) {
-                    break;
-                }
-                int32_t value;
-                if (!bits.Decode(kMcbpcInterFlat, &value)) {
-                    break;
-                }
-                if (value != kMcbpcInterStuffing) {
-                    mcbpc = value;
-                    break;
-                }
-            }
+            const bool skipped = ReadInterMacroblockHeader(bits, mcbpc, cbpy);
             if (skipped) {
                 p.mc.copy16(ref.y, mb.y, ys);
                 p.mc.copy8(ref.u, mb.u, uvs);
@@ -305,7 +330,6 @@ VELTRANE_HOT_INLINE int32_t DecodePPicture(Picture& p, Observer& observer) {
             }
             const auto type = static_cast<int16_t>(mcbpc / 4);
             d->mbTypes[mbIndex] = type;
-            bits.Decode(kCbpyFlat, &cbpy);
             if (ChangesQuantiser(type)) {
                 ApplyDquant(p);
             }

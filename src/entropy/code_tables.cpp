@@ -373,4 +373,47 @@ constexpr TcoefSignedEventTable kTcoefSignedEvents = [] {
     return table;
 }();
 
+constexpr InterHeaderTable kInterHeaders = [] {
+    InterHeaderTable table{};
+    for (uint32_t i = 0; i < (1u << kInterHeaderBits); ++i) {
+        const uint32_t bits = i << (32 - kInterHeaderBits);
+        if (bits >> 31) {
+            table.headers[i] = 1;  // COD 1
+            continue;
+        }
+        const FlatCodeEntry mcbpc = LookUpFlat(kMcbpcInterFlat, bits << 1);
+        if (mcbpc.length == 0 || mcbpc.value == kMcbpcInterStuffing) {
+            continue;
+        }
+        const FlatCodeEntry cbpy = LookUpFlat(kCbpyFlat, bits << (1 + mcbpc.length));
+        const uint32_t length = 1u + mcbpc.length + cbpy.length;
+        if (cbpy.length == 0 || length > kInterHeaderBits) {
+            continue;
+        }
+        table.headers[i] =
+            static_cast<uint16_t>(length | (static_cast<uint32_t>(mcbpc.value) << 4) |
+                                  (static_cast<uint32_t>(cbpy.value) << 9));
+    }
+    return table;
+}();
+
+constexpr MvdPairTable kMvdPairs = [] {
+    MvdPairTable table{};
+    for (uint32_t i = 0; i < (1u << kMvdPairBits); ++i) {
+        const uint32_t bits = i << (32 - kMvdPairBits);
+        const FlatCodeEntry x = LookUpFlat(kMvdFlat, bits);
+        if (x.length == 0) {
+            continue;
+        }
+        const FlatCodeEntry y = LookUpFlat(kMvdFlat, bits << x.length);
+        const uint32_t length = static_cast<uint32_t>(x.length) + y.length;
+        if (y.length == 0 || length > kMvdPairBits) {
+            continue;
+        }
+        table.pairs[i] = static_cast<uint16_t>(length | static_cast<uint32_t>(x.value + 32) << 4 |
+                                               static_cast<uint32_t>(y.value + 32) << 10);
+    }
+    return table;
+}();
+
 }  // namespace veltrane

@@ -54,6 +54,27 @@ struct TcoefSignedEventTable {
 };
 extern const TcoefSignedEventTable kTcoefSignedEvents;
 
+// COD, MCBPC and CBPY of a P-picture macroblock in one lookup, for the picture
+// loop: indexed by the next kInterHeaderBits bits. An entry is 0 where the loop
+// must take the general way (stuffing, codes that do not fit, bits that begin no
+// code); else bits 0-3 hold the total length (1: COD 1, a skipped macroblock),
+// bits 4-8 MCBPC and bits 9-12 CBPY.
+inline constexpr int kInterHeaderBits = 11;
+struct InterHeaderTable {
+    uint16_t headers[1 << kInterHeaderBits];
+};
+extern const InterHeaderTable kInterHeaders;
+
+// The two MVD codes of a vector, horizontal then vertical, in one lookup: indexed
+// by the next kMvdPairBits bits. An entry is 0 where the two do not fit; else
+// bits 0-3 hold their total length, bits 4-9 the horizontal and bits 10-15 the
+// vertical difference, each plus 32.
+inline constexpr int kMvdPairBits = 10;
+struct MvdPairTable {
+    uint16_t pairs[1 << kMvdPairBits];
+};
+extern const MvdPairTable kMvdPairs;
+
 // The entry for the 32 bits that begin at the reader's position.
 template <typename Table>
 constexpr FlatCodeEntry LookUpFlat(const Table& table, uint32_t bits) {

@@ -74,13 +74,22 @@ VELTRANE_HOT_INLINE MotionVector_t PredictFromNeighbours(int mbIndex, int column
             MedianOfThree(left.y, above.y, aboveRight.y)};
 }
 
-// The same for the one vector of any other inter macroblock, into its first vector.
+// The same for the one vector of any other inter macroblock, into its first vector;
+// both differences come from one lookup where they fit the table of pairs.
 VELTRANE_HOT_INLINE void ReadOneMotionVector(BitCursor& bits, int mbIndex, int column, int perRow,
                                              const int16_t* mbTypes, macroblockvec_t* mbVectors,
                                              bool firstRow) {
     MotionVector_t& vector = mbVectors[mbIndex].vectors[0];
-    bits.Decode(kMvdFlat, &vector.x);
-    bits.Decode(kMvdFlat, &vector.y);
+    const uint32_t pair = kMvdPairs.pairs[bits.Peek() >> (32 - kMvdPairBits)];
+    const uint32_t length = pair & 15;
+    if (length - 1 < bits.BitsLeft()) {
+        bits.Skip(length);
+        vector.x = static_cast<int32_t>((pair >> 4) & 63) - 32;
+        vector.y = static_cast<int32_t>(pair >> 10) - 32;
+    } else {
+        bits.Decode(kMvdFlat, &vector.x);
+        bits.Decode(kMvdFlat, &vector.y);
+    }
     const MotionVector_t prediction =
         PredictFromNeighbours(mbIndex, column, perRow, firstRow, mbTypes, mbVectors);
     vector.x = WrapVector(vector.x + prediction.x);

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "entropy/flat_code_tables.h"
 #include "support/test_decoder.h"
 #include "veltrane/support.h"
 
@@ -91,6 +92,39 @@ TEST(DecodeTree, ExampleCodesAndBitsThatBeginNoCode) {
         EXPECT_EQ(ok ? l.value : kNoCode, c.value) << c.bits;
         EXPECT_EQ(l.bitPos, ok ? w.bitCount() : 0u) << c.bits;
         EXPECT_EQ(l.error, ok ? 0u : uint32_t{kFifoErrorBadCode}) << c.bits;
+    }
+}
+
+// The picture loop's tables of whole macroblock headers and of vector difference
+// pairs agree with the trees code by code, and leave out only what does not fit.
+TEST(DecodeTree, CombinedLookupsAgreeWithTheTrees) {
+    TestDecoder dec(16, 16);
+    for (uint32_t i = 0; i < (1u << kInterHeaderBits); ++i) {
+        const uint32_t n = kInterHeaderBits;
+        BitWriter w;
+        w.Put(i, static_cast<int>(n));
+        uint32_t expected = 1;  // COD 1: skipped
+        if ((i >> (n - 1)) == 0) {
+            const Lookup mcbpc = Decode(dec, kMcbpcInterTable, w, n, 1);
+            const Lookup cbpy = Decode(dec, kCbpyTable, w, n, mcbpc.bitPos);
+            const bool fits = mcbpc.ok && mcbpc.value != kMcbpcInterStuffing && cbpy.ok;
+            expected = fits ? cbpy.bitPos | static_cast<uint32_t>(mcbpc.value) << 4 |
+                                  static_cast<uint32_t>(cbpy.value) << 9
+                            : 0;
+        }
+        EXPECT_EQ(kInterHeaders.headers[i], expected) << i;
+    }
+    for (uint32_t i = 0; i < (1u << kMvdPairBits); ++i) {
+        const uint32_t n = kMvdPairBits;
+        BitWriter w;
+        w.Put(i, static_cast<int>(n));
+        const Lookup x = Decode(dec, kMvdTable, w, n);
+        const Lookup y = Decode(dec, kMvdTable, w, n, x.bitPos);
+        const uint32_t expected = x.ok && y.ok
+                                      ? y.bitPos | static_cast<uint32_t>(x.value + 32) << 4 |
+                                            static_cast<uint32_t>(y.value + 32) << 10
+                                      : 0;
+        EXPECT_EQ(kMvdPairs.pairs[i], expected) << i;
     }
 }
 
