@@ -9,8 +9,6 @@ const McKernels kMcKernelsC = {
     {PredictChromaCopyC, PredictChromaHorizC, PredictChromaVertC, PredictChromaDiagonalC},
     {PredictAddCopy8C, PredictAddHoriz8C, PredictAddVert8C, PredictAddDiagonal8C},
     AddResidual8C,
-    Copy8C,
-    Copy16C,
     ExtendPlaneC,
 };
 

@@ -1,5 +1,5 @@
 // The motion compensation kernel family: 8x8 and 16x16 prediction at the four
-// half-sample phases, prediction plus residual, residual add, block copies and
+// half-sample phases, prediction plus residual, residual add and
 // the border fill. One table per instruction set; the plain C table is the
 // reference twin of the others.
 //
@@ -34,7 +34,6 @@ using PredictAddKernel = void (*)(const unsigned char* src, int16_t* residual,
 // As PredictAddKernel with the prediction already in dst.
 using AddResidualKernel = void (*)(int16_t* residual, ptrdiff_t residualStride, unsigned char* dst,
                                    ptrdiff_t stride);
-using CopyKernel = void (*)(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
 // Extends a plane of width x height samples (both at least 1) into its 16-sample
 // border: the 16 bytes left and right of each row take the row's edge samples, then
 // the first and the last row, borders included, are copied into the 16 rows above
@@ -47,8 +46,6 @@ struct McKernels {
     PredictChromaKernel predictChroma[4];
     PredictAddKernel predictAdd8[4];
     AddResidualKernel addResidual8;
-    CopyKernel copy8;
-    CopyKernel copy16;
     ExtendPlaneKernel extendPlane;
 };
 
@@ -79,8 +76,6 @@ void PredictAddDiagonal8C(const unsigned char* src, int16_t* residual, ptrdiff_t
                           unsigned char* dst, ptrdiff_t stride);
 void AddResidual8C(int16_t* residual, ptrdiff_t residualStride, unsigned char* dst,
                    ptrdiff_t stride);
-void Copy8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
-void Copy16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride);
 void ExtendPlaneC(unsigned char* plane, int width, int height, ptrdiff_t stride);
 
 // The tables, declared alike in every kernel family: the plain twins, then

@@ -124,13 +124,6 @@ void PredictChromaDiagonalC(const unsigned char* srcU, const unsigned char* srcV
     PredictDiagonal8C(srcV, dstV, stride);
 }
 
-void Copy8C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
-    CopyRows<2>(src, dst, stride, 8);
-}
-void Copy16C(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
-    CopyRows<4>(src, dst, stride, 16);
-}
-
 void ExtendPlaneC(unsigned char* plane, int width, int height, ptrdiff_t stride) {
     for (int r = 0; r < height; ++r) {
         unsigned char* row = plane + r * stride;

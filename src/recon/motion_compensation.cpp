@@ -84,9 +84,9 @@ void CopyRefMacroBlock(unsigned char** refPlanes, int x, int y, unsigned char* c
     const veltrane::McKernels& kernels = *veltrane::ActiveMcKernels();
     const ptrdiff_t lumaOffset = static_cast<ptrdiff_t>(y) * yStride + x;
     const ptrdiff_t chromaOffset = static_cast<ptrdiff_t>(y / 2) * uvStride + x / 2;
-    kernels.copy16(refPlanes[0] + lumaOffset, curY, yStride);
-    kernels.copy8(refPlanes[1] + chromaOffset, curU, uvStride);
-    kernels.copy8(refPlanes[2] + chromaOffset, curV, uvStride);
+    kernels.predict16[veltrane::kPhaseCopy](refPlanes[0] + lumaOffset, curY, yStride);
+    kernels.predictChroma[veltrane::kPhaseCopy](refPlanes[1] + chromaOffset,
+                                                refPlanes[2] + chromaOffset, curU, curV, uvStride);
 }
 
 void ClipMacroBlock(unsigned char* curY, unsigned char* curU, unsigned char* curV,

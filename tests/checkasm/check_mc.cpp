@@ -115,8 +115,6 @@ void CheckMcKernels(Checker& checker) {
         add("predictAdd8." + phase, 8, [p](const McKernels& t) { return t.predictAdd8[p]; });
     }
     add("addResidual8", 8, [](const McKernels& t) { return t.addResidual8; });
-    add("copy8", 8, [](const McKernels& t) { return t.copy8; });
-    add("copy16", 16, [](const McKernels& t) { return t.copy16; });
     add("extendPlane", 0, [](const McKernels& t) { return t.extendPlane; });
     CheckKernels(checker, kMcKernelsC, SelectMcKernels, 300, Prepare, kernels);
 }

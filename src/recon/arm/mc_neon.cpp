@@ -194,8 +194,6 @@ const McKernels kMcKernelsNeon = {
     {PredictAdd8<RowsCopy>, PredictAdd8<RowsHoriz>, PredictAdd8<RowsVert>,
      PredictAdd8<RowsDiagonal>},
     AddResidual8Neon,
-    Predict8<RowsCopy>,
-    PredictCopy16Neon,
     ExtendPlaneNeon,
 };
 

@@ -70,6 +70,7 @@ void PredictDiagonal16Avx2(const unsigned char* src, unsigned char* dst, ptrdiff
         return rowSums;
     };
     __m256i above = sums();
+#pragma GCC unroll 8
     for (int r = 0; r < 16; r += 2, dst += 2 * stride) {
         const __m256i middle = sums();
         const __m256i below = sums();
@@ -93,6 +94,7 @@ void PredictChromaDiagonalAvx2(const unsigned char* srcU, const unsigned char* s
         return rowSums;
     };
     __m256i above = sums();
+#pragma GCC unroll 4
     for (ptrdiff_t out = 0; out < 8 * stride; out += 2 * stride) {
         const __m256i middle = sums();
         const __m256i below = sums();

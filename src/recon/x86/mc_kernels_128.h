@@ -4,7 +4,8 @@
 // that two-operand SSE2 needs. Wider registers gain nothing on rows of 8 and 16
 // samples. Half-sample averages use pavgb, which rounds up exactly as
 // (a + b + 1) >> 1, with a one-bit correction for the four-sample diagonal
-// average; the residual sums are formed in 16-bit lanes.
+// average; the residual sums are formed in 16-bit lanes. The row loops are
+// unrolled: a row's loads and store cost no more than the loop's own counting.
 //
 // The NEON kernels (arm/mc_neon.cpp) are their twins, kernel for kernel.
 // Everything here has internal linkage, so that each including file gets its own
@@ -133,6 +134,7 @@ inline void AddResidualRow(__m128i prediction, int16_t* residual, unsigned char*
 template <typename Rows>
 inline void Predict8(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
     Rows rows(src, stride);
+#pragma GCC unroll 8
     for (int r = 0; r < 8; ++r, dst += stride) {
         Store8(dst, rows.Next());
     }
@@ -142,6 +144,7 @@ template <typename Rows>
 inline void PredictAdd8(const unsigned char* src, int16_t* residual, ptrdiff_t residualStride,
                         unsigned char* dst, ptrdiff_t stride) {
     Rows rows(src, stride);
+#pragma GCC unroll 8
     for (int r = 0; r < 8; ++r, dst += stride, residual += residualStride) {
         AddResidualRow(rows.Next(), residual, dst);
     }
@@ -181,6 +184,7 @@ void PredictAddDiagonal8Simd128(const unsigned char* src, int16_t* residual,
 
 void AddResidual8Simd128(int16_t* residual, ptrdiff_t residualStride, unsigned char* dst,
                          ptrdiff_t stride) {
+#pragma GCC unroll 8
     for (int r = 0; r < 8; ++r, dst += stride, residual += residualStride) {
         AddResidualRow(Load8(dst), residual, dst);
     }
@@ -188,12 +192,14 @@ void AddResidual8Simd128(int16_t* residual, ptrdiff_t residualStride, unsigned c
 
 // 16x16 luma prediction, a whole row per register.
 void PredictCopy16Simd128(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+#pragma GCC unroll 16
     for (int r = 0; r < 16; ++r, src += stride, dst += stride) {
         Store16(dst, Load16(src));
     }
 }
 
 void PredictHoriz16Simd128(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
+#pragma GCC unroll 16
     for (int r = 0; r < 16; ++r, src += stride, dst += stride) {
         Store16(dst, _mm_avg_epu8(Load16(src), Load16(src + 1)));
     }
@@ -201,6 +207,7 @@ void PredictHoriz16Simd128(const unsigned char* src, unsigned char* dst, ptrdiff
 
 void PredictVert16Simd128(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
     __m128i above = Load16(src);
+#pragma GCC unroll 16
     for (int r = 0; r < 16; ++r, dst += stride) {
         src += stride;
         const __m128i below = Load16(src);
@@ -211,6 +218,7 @@ void PredictVert16Simd128(const unsigned char* src, unsigned char* dst, ptrdiff_
 
 void PredictDiagonal16Simd128(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
     RowAverage above = AverageWithNeighbours(Load16(src), Load16(src + 1));
+#pragma GCC unroll 16
     for (int r = 0; r < 16; ++r, dst += stride) {
         src += stride;
         const RowAverage below = AverageWithNeighbours(Load16(src), Load16(src + 1));
@@ -234,6 +242,7 @@ inline void StorePair8(unsigned char* first, unsigned char* second, __m128i rows
 
 void PredictChromaCopySimd128(const unsigned char* srcU, const unsigned char* srcV,
                               unsigned char* dstU, unsigned char* dstV, ptrdiff_t stride) {
+#pragma GCC unroll 8
     for (int r = 0; r < 8; ++r) {
         const ptrdiff_t o = r * stride;
         StorePair8(dstU + o, dstV + o, LoadPair8(srcU + o, srcV + o));
@@ -242,6 +251,7 @@ void PredictChromaCopySimd128(const unsigned char* srcU, const unsigned char* sr
 
 void PredictChromaHorizSimd128(const unsigned char* srcU, const unsigned char* srcV,
                                unsigned char* dstU, unsigned char* dstV, ptrdiff_t stride) {
+#pragma GCC unroll 8
     for (int r = 0; r < 8; ++r) {
         const ptrdiff_t o = r * stride;
         StorePair8(
@@ -253,6 +263,7 @@ void PredictChromaHorizSimd128(const unsigned char* srcU, const unsigned char* s
 void PredictChromaVertSimd128(const unsigned char* srcU, const unsigned char* srcV,
                               unsigned char* dstU, unsigned char* dstV, ptrdiff_t stride) {
     __m128i above = LoadPair8(srcU, srcV);
+#pragma GCC unroll 8
     for (int r = 0; r < 8; ++r) {
         const ptrdiff_t o = r * stride;
         const __m128i below = LoadPair8(srcU + o + stride, srcV + o + stride);
@@ -264,6 +275,7 @@ void PredictChromaVertSimd128(const unsigned char* srcU, const unsigned char* sr
 void PredictChromaDiagonalSimd128(const unsigned char* srcU, const unsigned char* srcV,
                                   unsigned char* dstU, unsigned char* dstV, ptrdiff_t stride) {
     RowAverage above = AverageWithNeighbours(LoadPair8(srcU, srcV), LoadPair8(srcU + 1, srcV + 1));
+#pragma GCC unroll 8
     for (int r = 0; r < 8; ++r) {
         const ptrdiff_t o = r * stride;
         const unsigned char* u = srcU + o + stride;
@@ -272,16 +284,6 @@ void PredictChromaDiagonalSimd128(const unsigned char* srcU, const unsigned char
         StorePair8(dstU + o, dstV + o, DiagonalAverage(above, below));
         above = below;
     }
-}
-
-void Copy8Simd128(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
-    for (int r = 0; r < 8; ++r, src += stride, dst += stride) {
-        Store8(dst, Load8(src));
-    }
-}
-
-void Copy16Simd128(const unsigned char* src, unsigned char* dst, ptrdiff_t stride) {
-    PredictCopy16Simd128(src, dst, stride);
 }
 
 // The table of these kernels with the given border fill.
@@ -295,8 +297,6 @@ constexpr McKernels Kernels128(ExtendPlaneKernel extendPlane) {
         {PredictAddCopy8Simd128, PredictAddHoriz8Simd128, PredictAddVert8Simd128,
          PredictAddDiagonal8Simd128},
         AddResidual8Simd128,
-        Copy8Simd128,
-        Copy16Simd128,
         extendPlane,
     };
 }
