@@ -43,14 +43,9 @@ inline constexpr auto kChromaOfOneVector = [] {
     return table;
 }();
 
-struct ChromaVector {
-    int x;
-    int y;
-};
-
-// The chroma vector of a macroblock from its luma vectors (four, or vectors[0]),
-// whose components lie in -32..31.
-VELTRANE_HOT_INLINE ChromaVector ChromaVectorOf(const MotionVector_t* vectors, bool fourVectors) {
+// The chroma vector of a macroblock, in chroma half-samples, from its luma vectors
+// (four, or vectors[0]), whose components lie in -32..31.
+VELTRANE_HOT_INLINE MotionVector_t ChromaVectorOf(const MotionVector_t* vectors, bool fourVectors) {
     if (fourVectors) {
         return {
             ChromaComponentFourVectors(vectors[0].x + vectors[1].x + vectors[2].x + vectors[3].x),
@@ -94,7 +89,7 @@ VELTRANE_HOT_INLINE void PredictMacroblock(const McKernels& kernels, const Macro
         kernels.predict16[McPhaseOf(mv.x, mv.y)](Displaced(ref.y, mv.x, mv.y, yStride), cur.y,
                                                  yStride);
     }
-    const ChromaVector c = ChromaVectorOf(vectors, fourVectors);
+    const MotionVector_t c = ChromaVectorOf(vectors, fourVectors);
     kernels.predictChroma[McPhaseOf(c.x, c.y)](Displaced(ref.u, c.x, c.y, uvStride),
                                                Displaced(ref.v, c.x, c.y, uvStride), cur.u, cur.v,
                                                uvStride);

@@ -1,7 +1,7 @@
 // The motion compensation kernel family: 8x8 and 16x16 prediction at the four
-// half-sample phases, prediction plus residual, residual add and
-// the border fill. One table per instruction set; the plain C table is the
-// reference twin of the others.
+// half-sample phases, prediction plus residual, residual add and the border
+// fill. One table per instruction set; the plain C table is the reference twin
+// of the others.
 //
 // `src` is the reference sample at the whole-sample position of the block's
 // top-left sample; the kernels read up to one column to the right and one row

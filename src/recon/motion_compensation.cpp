@@ -63,7 +63,7 @@ int MotionCompensation(int mbIndex, int x, int y, int16_t* mbTypes, macroblockve
         }
     }
 
-    const ChromaVector c = ChromaVectorOf(vectors, fourVectors);
+    const MotionVector_t c = ChromaVectorOf(vectors, fourVectors);
     if (codedMask & 0x20u) {
         CompensateBlock8x8(kernels, refPlanes[1], x / 2, y / 2, c.x, c.y, curU, coefficients + 256,
                            8, uvStride);
