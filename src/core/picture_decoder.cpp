@@ -310,26 +310,30 @@ VELTRANE_HOT_INLINE int32_t DecodePPicture(Picture& p, Observer& observer) {
     std::memset(d->mbVectors, 0, sizeof(macroblockvec_t) * static_cast<size_t>(d->mbCount));
     const int perRow = d->alignedWidth / 16;
 
+    VectorCandidates<VELTRANE_MAX_DIMENSION / 16> candidates(perRow);
+
     int32_t mcbpc = 0;
     int32_t cbpy = 0;
     int mbIndex = 0;
     for (int y = 0; y < d->alignedHeight; y += 16) {
         const bool firstRow = y == 0;
+        candidates.StartRow();
         // The macroblock in the current store and the co-located one in the reference.
         MacroblockPlanes mb = PlanesAt(*d, store, y);
         MacroblockPlanes ref = PlanesAt(*d, reference, y);
-        for (int x = 0; x < d->alignedWidth; x += 16, ++mbIndex, mb.Advance(), ref.Advance()) {
+        for (int column = 0; column < perRow; ++column, ++mbIndex, mb.Advance(), ref.Advance()) {
             const uint32_t firstBit = bits.position();
             const bool skipped = ReadInterMacroblockHeader(bits, mcbpc, cbpy);
             if (skipped) {
                 p.mc.predict16[kPhaseCopy](ref.y, mb.y, ys);
                 p.mc.predictChroma[kPhaseCopy](ref.u, ref.v, mb.u, mb.v, uvs);
                 d->mbTypes[mbIndex] = kMacroblockInter;
+                candidates.OfferZero(column);
                 observer.Macroblock(mbIndex, firstBit, bits.position(), bits.error() != 0, true,
                                     kMacroblockInter, p.quant, 0, d->mbVectors[mbIndex].vectors);
                 continue;
             }
-            const auto type = static_cast<int16_t>(mcbpc / 4);
+            const auto type = static_cast<int16_t>(static_cast<uint32_t>(mcbpc) / 4);
             d->mbTypes[mbIndex] = type;
             if (ChangesQuantiser(type)) {
                 ApplyDquant(p);
@@ -339,20 +343,22 @@ VELTRANE_HOT_INLINE int32_t DecodePPicture(Picture& p, Observer& observer) {
             if (IsIntraMacroblock(type)) {
                 codedBlocks = static_cast<unsigned>((cbpy & 15) | (cbpc << 4));
                 DecodeIntraMacroblock(p, codedBlocks, mb);
+                candidates.OfferZero(column);
             } else if (type >= kMacroblockInter && type <= kMacroblockInter4V) {
+                MotionVector_t* vectors = d->mbVectors[mbIndex].vectors;
                 if (type == kMacroblockInter4V) {
                     BitCursor four = bits;  // keeps the loop's cursor in registers
-                    ReadFourMotionVectors(four, mbIndex, x / 16, perRow, d->mbTypes, d->mbVectors,
+                    ReadFourMotionVectors(four, mbIndex, column, perRow, d->mbTypes, d->mbVectors,
                                           firstRow);
                     bits = four;
                 } else {
-                    ReadOneMotionVector(bits, mbIndex, x / 16, perRow, d->mbTypes, d->mbVectors,
-                                        firstRow);
+                    ReadVectorDifferences(bits, vectors[0]);
+                    AddPredictionInRange(vectors[0], candidates.Predict(column, firstRow));
                 }
+                candidates.Offer(column, vectors, type == kMacroblockInter4V);
                 codedBlocks = static_cast<unsigned>(((15 - cbpy) & 15) | (cbpc << 4));
                 const InterResiduals residuals = ReadInterResiduals(p, codedBlocks);
-                PredictMacroblock(p.mc, ref, d->mbVectors[mbIndex].vectors,
-                                  type == kMacroblockInter4V, mb, ys, uvs);
+                PredictMacroblock(p.mc, ref, vectors, type == kMacroblockInter4V, mb, ys, uvs);
                 AddInterResiduals(p, residuals, mb);
             } else {
                 return kStatusBadMacroblockType;

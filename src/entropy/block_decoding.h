@@ -23,6 +23,7 @@ constexpr int kCornerEnd = 9;
 // Fills an 8x8 block of the picture with one sample value (0 to 255).
 VELTRANE_HOT_INLINE void FillBlock(unsigned char* dst, ptrdiff_t stride, int value) {
     const uint64_t row = 0x0101010101010101u * static_cast<uint8_t>(value);
+#pragma GCC unroll 8
     for (int r = 0; r < 8; ++r) {
         std::memcpy(dst + r * stride, &row, 8);
     }

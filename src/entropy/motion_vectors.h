@@ -74,12 +74,10 @@ VELTRANE_HOT_INLINE MotionVector_t PredictFromNeighbours(int mbIndex, int column
             MedianOfThree(left.y, above.y, aboveRight.y)};
 }
 
-// The same for the one vector of any other inter macroblock, into its first vector;
-// both differences come from one lookup where they fit the table of pairs.
-VELTRANE_HOT_INLINE void ReadOneMotionVector(BitCursor& bits, int mbIndex, int column, int perRow,
-                                             const int16_t* mbTypes, macroblockvec_t* mbVectors,
-                                             bool firstRow) {
-    MotionVector_t& vector = mbVectors[mbIndex].vectors[0];
+// The two differences of a one-vector macroblock, into `vector`: both from one
+// lookup where they fit the table of pairs. A failed lookup leaves the field as
+// it was.
+VELTRANE_HOT_INLINE void ReadVectorDifferences(BitCursor& bits, MotionVector_t& vector) {
     const uint32_t pair = kMvdPairs.pairs[bits.Peek() >> (32 - kMvdPairBits)];
     const uint32_t length = pair & 15;
     if (length - 1 < bits.BitsLeft()) {
@@ -90,11 +88,72 @@ VELTRANE_HOT_INLINE void ReadOneMotionVector(BitCursor& bits, int mbIndex, int c
         bits.Decode(kMvdFlat, &vector.x);
         bits.Decode(kMvdFlat, &vector.y);
     }
-    const MotionVector_t prediction =
-        PredictFromNeighbours(mbIndex, column, perRow, firstRow, mbTypes, mbVectors);
+}
+
+VELTRANE_HOT_INLINE void AddPrediction(MotionVector_t& vector, const MotionVector_t& prediction) {
     vector.x = WrapVector(vector.x + prediction.x);
     vector.y = WrapVector(vector.y + prediction.y);
 }
+
+// AddPrediction where the difference and the prediction both lie in -32..31, as
+// everywhere in a picture: their sum lies in -64..62, where the wrap is a mask.
+VELTRANE_HOT_INLINE void AddPredictionInRange(MotionVector_t& vector,
+                                              const MotionVector_t& prediction) {
+    vector.x = ((vector.x + prediction.x + 32) & 63) - 32;
+    vector.y = ((vector.y + prediction.y + 32) & 63) - 32;
+}
+
+// The same for the one vector of any other inter macroblock, into its first vector.
+VELTRANE_HOT_INLINE void ReadOneMotionVector(BitCursor& bits, int mbIndex, int column, int perRow,
+                                             const int16_t* mbTypes, macroblockvec_t* mbVectors,
+                                             bool firstRow) {
+    MotionVector_t& vector = mbVectors[mbIndex].vectors[0];
+    ReadVectorDifferences(bits, vector);
+    AddPrediction(vector,
+                  PredictFromNeighbours(mbIndex, column, perRow, firstRow, mbTypes, mbVectors));
+}
+
+// The candidates of the one-vector prediction as a picture loop walks the
+// macroblocks in raster order: the left neighbour's, and for each column the
+// one the macroblock above offers (entry `column`) with the one above-right next
+// to it. Each macroblock hands its own on when it is done, so that a prediction
+// costs no look at the neighbours' types. Skipped and intra macroblocks offer
+// zero.
+template <int kMaxColumns>
+struct VectorCandidates {
+    MotionVector_t left;
+    MotionVector_t above[kMaxColumns + 1];  // the last entry, beyond the row, stays zero
+
+    // Before the first row: nothing above, nothing to the left.
+    explicit VectorCandidates(int columns) : left{0, 0} {
+        for (int c = 0; c <= columns; ++c) above[c] = {0, 0};
+    }
+
+    VELTRANE_HOT_INLINE void StartRow() { left = {0, 0}; }
+
+    // The prediction of the vector of the macroblock at `column`: the left
+    // candidate alone in the first row, else the median of the three.
+    VELTRANE_HOT_INLINE MotionVector_t Predict(int column, bool firstRow) const {
+        if (firstRow) {
+            return left;
+        }
+        const MotionVector_t& a = above[column];
+        const MotionVector_t& r = above[column + 1];
+        return {MedianOfThree(left.x, a.x, r.x), MedianOfThree(left.y, a.y, r.y)};
+    }
+
+    // The macroblock at `column` is done: its upper-right vector (four vectors)
+    // or its one vector becomes the left candidate, its lower-left one or its one
+    // vector the candidate above for the row below.
+    VELTRANE_HOT_INLINE void Offer(int column, const MotionVector_t* vectors, bool fourVectors) {
+        left = vectors[fourVectors ? 1 : 0];
+        above[column] = vectors[fourVectors ? 2 : 0];
+    }
+    VELTRANE_HOT_INLINE void OfferZero(int column) {
+        left = {0, 0};
+        above[column] = {0, 0};
+    }
+};
 
 }  // namespace veltrane
 
