@@ -228,8 +228,10 @@ void PredictDiagonal16Simd128(const unsigned char* src, unsigned char* dst, ptrd
 }
 
 // Two rows of eight samples in one register, the first in the low half: a row of
-// U and a row of V, so that both chroma blocks are predicted at once. They are
-// moved with movq and movhps.
+// U and a row of V, so that both chroma blocks are predicted at once where the
+// arithmetic costs more than the moves (vertical and diagonal phases). They are
+// moved with movq and movhps, which cost a shuffle each: the copy and the
+// horizontal phase, one load pair per sample row, go plane by plane with movq.
 inline __m128i LoadPair8(const unsigned char* first, const unsigned char* second) {
     return _mm_castpd_si128(
         _mm_loadh_pd(_mm_castsi128_pd(Load8(first)), reinterpret_cast<const double*>(second)));
@@ -245,7 +247,8 @@ void PredictChromaCopySimd128(const unsigned char* srcU, const unsigned char* sr
 #pragma GCC unroll 8
     for (int r = 0; r < 8; ++r) {
         const ptrdiff_t o = r * stride;
-        StorePair8(dstU + o, dstV + o, LoadPair8(srcU + o, srcV + o));
+        Store8(dstU + o, Load8(srcU + o));
+        Store8(dstV + o, Load8(srcV + o));
     }
 }
 
@@ -254,9 +257,8 @@ void PredictChromaHorizSimd128(const unsigned char* srcU, const unsigned char* s
 #pragma GCC unroll 8
     for (int r = 0; r < 8; ++r) {
         const ptrdiff_t o = r * stride;
-        StorePair8(
-            dstU + o, dstV + o,
-            _mm_avg_epu8(LoadPair8(srcU + o, srcV + o), LoadPair8(srcU + o + 1, srcV + o + 1)));
+        Store8(dstU + o, _mm_avg_epu8(Load8(srcU + o), Load8(srcU + o + 1)));
+        Store8(dstV + o, _mm_avg_epu8(Load8(srcV + o), Load8(srcV + o + 1)));
     }
 }
 
