@@ -310,7 +310,7 @@ VELTRANE_HOT_INLINE int32_t DecodePPicture(Picture& p, Observer& observer) {
     std::memset(d->mbVectors, 0, sizeof(macroblockvec_t) * static_cast<size_t>(d->mbCount));
     const int perRow = d->alignedWidth / 16;
 
-    VectorCandidates<VELTRANE_MAX_DIMENSION / 16> candidates(perRow);
+    VectorCandidates candidates(perRow);
 
     int32_t mcbpc = 0;
     int32_t cbpy = 0;

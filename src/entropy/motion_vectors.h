@@ -119,8 +119,8 @@ VELTRANE_HOT_INLINE void ReadOneMotionVector(BitCursor& bits, int mbIndex, int c
 // to it. Each macroblock hands its own on when it is done, so that a prediction
 // costs no look at the neighbours' types. Skipped and intra macroblocks offer
 // zero.
-template <int kMaxColumns>
 struct VectorCandidates {
+    static constexpr int kMaxColumns = VELTRANE_MAX_DIMENSION / 16;
     MotionVector_t left;
     MotionVector_t above[kMaxColumns + 1];  // the last entry, beyond the row, stays zero
 

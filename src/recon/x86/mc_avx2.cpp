@@ -95,7 +95,8 @@ void PredictChromaDiagonalAvx2(const unsigned char* srcU, const unsigned char* s
     };
     __m256i above = sums();
 #pragma GCC unroll 4
-    for (ptrdiff_t out = 0; out < 8 * stride; out += 2 * stride) {
+    for (int r = 0; r < 8; r += 2) {
+        const ptrdiff_t out = r * stride;
         const __m256i middle = sums();
         const __m256i below = sums();
         // [U row r | U row r + 1 || V row r | V row r + 1]

@@ -231,7 +231,8 @@ void PredictDiagonal16Simd128(const unsigned char* src, unsigned char* dst, ptrd
 // U and a row of V, so that both chroma blocks are predicted at once where the
 // arithmetic costs more than the moves (vertical and diagonal phases). They are
 // moved with movq and movhps, which cost a shuffle each: the copy and the
-// horizontal phase, one load pair per sample row, go plane by plane with movq.
+// horizontal phase, one load pair per sample row, are the 8x8 kernels run on
+// each plane.
 inline __m128i LoadPair8(const unsigned char* first, const unsigned char* second) {
     return _mm_castpd_si128(
         _mm_loadh_pd(_mm_castsi128_pd(Load8(first)), reinterpret_cast<const double*>(second)));
@@ -244,22 +245,14 @@ inline void StorePair8(unsigned char* first, unsigned char* second, __m128i rows
 
 void PredictChromaCopySimd128(const unsigned char* srcU, const unsigned char* srcV,
                               unsigned char* dstU, unsigned char* dstV, ptrdiff_t stride) {
-#pragma GCC unroll 8
-    for (int r = 0; r < 8; ++r) {
-        const ptrdiff_t o = r * stride;
-        Store8(dstU + o, Load8(srcU + o));
-        Store8(dstV + o, Load8(srcV + o));
-    }
+    Predict8<RowsCopy>(srcU, dstU, stride);
+    Predict8<RowsCopy>(srcV, dstV, stride);
 }
 
 void PredictChromaHorizSimd128(const unsigned char* srcU, const unsigned char* srcV,
                                unsigned char* dstU, unsigned char* dstV, ptrdiff_t stride) {
-#pragma GCC unroll 8
-    for (int r = 0; r < 8; ++r) {
-        const ptrdiff_t o = r * stride;
-        Store8(dstU + o, _mm_avg_epu8(Load8(srcU + o), Load8(srcU + o + 1)));
-        Store8(dstV + o, _mm_avg_epu8(Load8(srcV + o), Load8(srcV + o + 1)));
-    }
+    Predict8<RowsHoriz>(srcU, dstU, stride);
+    Predict8<RowsHoriz>(srcV, dstV, stride);
 }
 
 void PredictChromaVertSimd128(const unsigned char* srcU, const unsigned char* srcV,
