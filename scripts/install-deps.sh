@@ -16,6 +16,7 @@
 #   format   clang-format, for the format check
 #   tidy     clang-tidy, for scripts/tidy.sh
 #   lines    cloc, for scripts/count-lines.sh
+#   browser  Node.js, Chromium and ChromeDriver, for the HTML report's browser test
 set -euo pipefail
 declare -A step_packages=(
   [build]="cmake g++ make"
@@ -35,6 +36,7 @@ declare -A step_packages=(
   [format]="clang-format"
   [tidy]="clang-tidy"
   [lines]="cloc"
+  [browser]="nodejs chromium chromium-driver"
 )
 if (($# == 0)); then
   echo "usage: $0 STEP... (steps: ${!step_packages[*]})" >&2
