@@ -47,13 +47,11 @@ void PredictVector(int mbIndex, int position, int column, int perRow, bool first
     const MotionVector_t* r = nullptr;
     switch (position) {
         case kSingleVector:
-        case kUpperLeft: {
-            const MotionVector_t v =
-                PredictFromNeighbours(mbIndex, column, perRow, firstRow, mbTypes, mbVectors);
-            *predictedX = v.x;
-            *predictedY = v.y;
-            return;
-        }
+        case kUpperLeft:
+            if (left) l = Neighbour(mbTypes, mbVectors, mbIndex - 1, 1);
+            if (above) a = Neighbour(mbTypes, mbVectors, mbIndex - perRow, 2);
+            if (aboveRight) r = Neighbour(mbTypes, mbVectors, mbIndex - perRow + 1, 2);
+            break;
         case kUpperRight:
             l = &own[0];
             if (above) a = Neighbour(mbTypes, mbVectors, mbIndex - perRow, 3);
@@ -82,18 +80,28 @@ void PredictVector(int mbIndex, int position, int column, int perRow, bool first
     *predictedY = MedianOfThree(lv.y, av.y, rv.y);
 }
 
+namespace {
+
+// Reads the difference of the vector at `position` of macroblock mbIndex and
+// stores the predicted and wrapped vector in mbVectors[mbIndex].
+void ReadMotionVector(BitCursor& bits, int mbIndex, int position, int column, int perRow,
+                      const int16_t* mbTypes, macroblockvec_t* mbVectors, bool firstRow) {
+    MotionVector_t& vector =
+        mbVectors[mbIndex].vectors[position == kSingleVector ? 0 : position - 1];
+    ReadVectorDifferences(bits, vector);
+    int px;
+    int py;
+    PredictVector(mbIndex, position, column, perRow, firstRow, mbTypes, mbVectors, &px, &py);
+    vector.x = WrapVector(vector.x + px);
+    vector.y = WrapVector(vector.y + py);
+}
+
+}  // namespace
+
 void ReadFourMotionVectors(BitCursor& bits, int mbIndex, int column, int perRow,
                            const int16_t* mbTypes, macroblockvec_t* mbVectors, bool firstRow) {
-    MotionVector_t* vectors = mbVectors[mbIndex].vectors;
-    for (int k = 0; k < 4; ++k) {
-        // A failed lookup leaves the field as it was: the difference counts as 0.
-        bits.Decode(kMvdFlat, &vectors[k].x);
-        bits.Decode(kMvdFlat, &vectors[k].y);
-        int px;
-        int py;
-        PredictVector(mbIndex, k + 1, column, perRow, firstRow, mbTypes, mbVectors, &px, &py);
-        vectors[k].x = WrapVector(vectors[k].x + px);
-        vectors[k].y = WrapVector(vectors[k].y + py);
+    for (int position = kUpperLeft; position <= kLowerRight; ++position) {
+        ReadMotionVector(bits, mbIndex, position, column, perRow, mbTypes, mbVectors, firstRow);
     }
 }
 
@@ -109,7 +117,8 @@ void GetMotionVectors(DecodeInstance_t* /*decoder*/, int mbIndex, int16_t* mbTyp
     if (mbTypes[mbIndex] == kMacroblockInter4V) {
         ReadFourMotionVectors(bits, mbIndex, column, perRow, mbTypes, mbVectors, firstRow != 0);
     } else {
-        ReadOneMotionVector(bits, mbIndex, column, perRow, mbTypes, mbVectors, firstRow != 0);
+        ReadMotionVector(bits, mbIndex, kSingleVector, column, perRow, mbTypes, mbVectors,
+                         firstRow != 0);
     }
     bits.StoreTo(*fifo);
 }

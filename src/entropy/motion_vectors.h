@@ -5,7 +5,6 @@
 #include <cstdint>
 
 #include "core/bit_cursor.h"
-#include "core/macroblock_type.h"
 #include "entropy/flat_code_tables.h"
 #include "veltrane/decoder.h"
 
@@ -50,30 +49,6 @@ inline int32_t MedianOfThree(int32_t a, int32_t b, int32_t c) {
     return c < low ? low : (c > high ? high : c);
 }
 
-// The prediction of a single or an upper-left vector: the median of the left,
-// above and above-right candidates, absent ones counting as zero, or the left
-// one alone where no row lies above. The left candidate of a four-vector
-// neighbour is its upper-right vector, the candidates above its lower-left one.
-VELTRANE_HOT_INLINE MotionVector_t PredictFromNeighbours(int mbIndex, int column, int perRow,
-                                                         bool firstRow, const int16_t* mbTypes,
-                                                         const macroblockvec_t* mbVectors) {
-    auto candidate = [&](int mb, int fourVector) -> const MotionVector_t& {
-        return mbVectors[mb].vectors[mbTypes[mb] == kMacroblockInter4V ? fourVector : 0];
-    };
-    constexpr MotionVector_t kZero = {0, 0};
-    const MotionVector_t& left = column != 0 ? candidate(mbIndex - 1, 1) : kZero;
-    // A macroblock row above exists only below the first row; the index check keeps
-    // a caller's wrong flag from reaching before the array.
-    if (firstRow || mbIndex < perRow) {
-        return left;
-    }
-    const MotionVector_t& above = candidate(mbIndex - perRow, 2);
-    const MotionVector_t& aboveRight =
-        column != perRow - 1 ? candidate(mbIndex - perRow + 1, 2) : kZero;
-    return {MedianOfThree(left.x, above.x, aboveRight.x),
-            MedianOfThree(left.y, above.y, aboveRight.y)};
-}
-
 // The two differences of a one-vector macroblock, into `vector`: both from one
 // lookup where they fit the table of pairs. A failed lookup leaves the field as
 // it was.
@@ -90,27 +65,13 @@ VELTRANE_HOT_INLINE void ReadVectorDifferences(BitCursor& bits, MotionVector_t& 
     }
 }
 
-VELTRANE_HOT_INLINE void AddPrediction(MotionVector_t& vector, const MotionVector_t& prediction) {
-    vector.x = WrapVector(vector.x + prediction.x);
-    vector.y = WrapVector(vector.y + prediction.y);
-}
-
-// AddPrediction where the difference and the prediction both lie in -32..31, as
-// everywhere in a picture: their sum lies in -64..62, where the wrap is a mask.
+// Adds a prediction to the difference in `vector` and wraps the sum as
+// WrapVector does, where both lie in -32..31, as everywhere in a picture: their
+// sum lies in -64..62, where the wrap is a mask.
 VELTRANE_HOT_INLINE void AddPredictionInRange(MotionVector_t& vector,
                                               const MotionVector_t& prediction) {
     vector.x = ((vector.x + prediction.x + 32) & 63) - 32;
     vector.y = ((vector.y + prediction.y + 32) & 63) - 32;
-}
-
-// The same for the one vector of any other inter macroblock, into its first vector.
-VELTRANE_HOT_INLINE void ReadOneMotionVector(BitCursor& bits, int mbIndex, int column, int perRow,
-                                             const int16_t* mbTypes, macroblockvec_t* mbVectors,
-                                             bool firstRow) {
-    MotionVector_t& vector = mbVectors[mbIndex].vectors[0];
-    ReadVectorDifferences(bits, vector);
-    AddPrediction(vector,
-                  PredictFromNeighbours(mbIndex, column, perRow, firstRow, mbTypes, mbVectors));
 }
 
 // The candidates of the one-vector prediction as a picture loop walks the
